@@ -11,7 +11,8 @@ using BundleDictionary = QHash<QString, QVariant>;
 /// This program's own values, compiled in.
 [[nodiscard]] const BundleDictionary &bundleDictionary();
 
-/// The display name, else the name, else "Unknown App". A value that is no text counts as missing, an empty one doesn't.
+/// The display name, else the name, else "Unknown App". A value that is no text counts as missing, an empty
+/// one doesn't.
 [[nodiscard]] QString applicationName(const BundleDictionary &bundle = bundleDictionary());
 /// For example "1.2.0", or "N/A".
 [[nodiscard]] QString shortVersion(const BundleDictionary &bundle = bundleDictionary());

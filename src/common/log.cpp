@@ -1,7 +1,7 @@
 #include "log.h"
 
-#include <QByteArray>
 #include <cstdio>
+#include <QByteArray>
 
 namespace {
 

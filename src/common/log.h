@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QString>
 #include <initializer_list>
+#include <QString>
 
 /// Writes one line to standard output: "App ->", then the items, joined by blanks.
 /// The line is flushed at once and is written whole, from any thread; line ends inside an item become blanks,

@@ -9,7 +9,8 @@ private Q_SLOTS:
     void fallsBackOnlyForMissingOrForeignValues()
     {
         QCOMPARE(applicationName({}), QStringLiteral("Unknown App"));
-        QCOMPARE(applicationName({{QStringLiteral("CFBundleName"), QStringLiteral("B")}}), QStringLiteral("B"));
+        QCOMPARE(applicationName({{QStringLiteral("CFBundleName"), QStringLiteral("B")}}),
+                 QStringLiteral("B"));
         QCOMPARE(applicationName({{QStringLiteral("CFBundleDisplayName"), QString()},
                                   {QStringLiteral("CFBundleName"), QStringLiteral("B")}}),
                  QString());

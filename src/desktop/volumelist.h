@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QCoroTask>
+#include <QList>
+#include <QString>
+
+/// A mounted file system of a removable disk.
+struct Volume {
+    QString name; ///< its label; "NO NAME" for a FAT volume without one
+    QString rootPath; ///< without a trailing "/"
+    QString devicePath; ///< such as /dev/sdb1; empty if unknown
+};
+
+/// The desktop's mounted volumes. Main thread.
+class VolumeList
+{
+public:
+    virtual ~VolumeList() = default;
+    /// In the order of the mount table. Blocking, but quick. System file systems (such as /boot/efi) are left
+    /// out.
+    [[nodiscard]] virtual QList<Volume> volumes() const = 0;
+    /// Gives the desktop a few seconds to mount the FAT volume of the disk, and asks for the mount if nobody
+    /// else does it. Completes when the volume is there, or when the time is over.
+    virtual QCoro::Task<> waitForVolumeOf(QString diskPath) = 0;
+};

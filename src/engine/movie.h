@@ -1,0 +1,42 @@
+#pragma once
+
+#include "trackplayer.h"
+
+#include <functional>
+#include <QCoroTask>
+#include <QString>
+
+enum class TrackKind { Video, Audio };
+
+/// One track as the file tells it; times in seconds on the file's axis.
+struct TrackInfo {
+    int index = -1; ///< of the track in the file
+    TrackKind kind = TrackKind::Video;
+    double startSeconds = 0;
+    double durationSeconds = 0;
+    QSize pictureSize; ///< video only
+};
+
+/// A player, or the reason why there is none.
+struct MadePlayer {
+    TrackPlayerPtr player;
+    QString error;
+};
+
+/// A movie file that was opened once. All its players read through descriptors opened with it, so the file
+/// may be deleted or replaced while they play. Main thread.
+class Movie
+{
+public:
+    virtual ~Movie() = default;
+    [[nodiscard]] virtual QList<TrackInfo> tracks() const = 0;
+    virtual QCoro::Task<MadePlayer> makePlayer(TrackInfo track) = 0;
+};
+
+/// A movie, or the reason why there is none.
+struct OpenedMovie {
+    std::shared_ptr<Movie> movie;
+    QString error;
+};
+/// Opens a movie off the main thread.
+using MovieOpener = std::function<QCoro::Task<OpenedMovie>(QString path)>;
