@@ -1,6 +1,35 @@
 #include "filelistitem.h"
 
+#include <array>
 #include <QRegularExpression>
+#include <QStringBuilder>
+
+namespace {
+
+struct RecordingKind {
+    QStringView prefix;
+    QStringView label;
+    FileListItem::KindColor color;
+};
+
+constexpr std::array kinds{
+    RecordingKind{u"N_", u"REC", FileListItem::KindColor::PrimaryText},
+    RecordingKind{u"E_", u"EVT", FileListItem::KindColor::Red},
+    RecordingKind{u"P_", u"PAK", FileListItem::KindColor::Green},
+    RecordingKind{u"M_", u"MAN", FileListItem::KindColor::Yellow},
+};
+constexpr RecordingKind unknownKind{u"", u"", FileListItem::KindColor::PrimaryText};
+
+const RecordingKind &kindOf(QStringView name)
+{
+    for (const RecordingKind &kind : kinds) {
+        if (name.startsWith(kind.prefix))
+            return kind;
+    }
+    return unknownKind;
+}
+
+} // namespace
 
 QString FileListItem::dateText() const
 {
@@ -9,21 +38,14 @@ QString FileListItem::dateText() const
     const QRegularExpressionMatch match = pattern.match(name);
     if (!match.hasMatch())
         return QStringLiteral("-");
-    const QString date = match.captured(1);
-    const QString time = match.captured(2);
-    return date.left(4) + u'/' + date.mid(4, 2) + u'/' + date.mid(6, 2) + u' ' + time.left(2) + u':'
-        + time.mid(2, 2) + u':' + time.mid(4, 2);
+    const QStringView date = match.capturedView(1);
+    const QStringView time = match.capturedView(2);
+    return date.left(4) % u'/' % date.mid(4, 2) % u'/' % date.mid(6, 2) % u' ' % time.left(2) % u':'
+        % time.mid(2, 2) % u':' % time.mid(4, 2);
 }
 
-QString FileListItem::kindLabel() const
-{
-    if (name.startsWith(u"N_"))
-        return QStringLiteral("REC");
-    if (name.startsWith(u"E_"))
-        return QStringLiteral("EVT");
-    if (name.startsWith(u"P_"))
-        return QStringLiteral("PAK");
-    if (name.startsWith(u"M_"))
-        return QStringLiteral("MAN");
-    return {};
-}
+QString FileListItem::kindLabel() const { return kindOf(name).label.toString(); }
+
+FileListItem::KindColor FileListItem::kindColor() const { return kindOf(name).color; }
+
+QString FileListItem::cardPath() const { return QStringLiteral("mov/") % type % u'/' % name; }
