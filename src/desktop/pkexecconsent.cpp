@@ -1,0 +1,114 @@
+#include "pkexecconsent.h"
+
+#include "common/log.h"
+#include "toollookup.h"
+
+#include <fcntl.h>
+#include <QCoroProcess>
+#include <QCoroSignal>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace {
+
+QString reason(int errorNumber) { return QString::fromLocal8Bit(strerror(errorNumber)); }
+
+// Whoever may write the helper or its folder could have anything run by an administrator who trusts us.
+bool belongsToRootAlone(const QString &path)
+{
+    struct stat status = {};
+    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 && status.st_uid == 0
+        && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+QString installedHelper()
+{
+    const QString helper = findBundledTool(QStringLiteral("vornex-authorize"));
+    if (helper.isEmpty() || !belongsToRootAlone(helper) || !belongsToRootAlone(QFileInfo(helper).path()))
+        return {};
+    return helper;
+}
+
+void warnIfBitIsIgnored(const QString &toolPath)
+{
+    struct statvfs space = {};
+    if (::statvfs(QFile::encodeName(toolPath).constData(), &space) == 0 && (space.f_flag & ST_NOSUID) != 0)
+        logLine(
+            {QStringLiteral("[PkexecConsent]"), toolPath,
+             QStringLiteral("lies on a file system mounted \"nosuid\": its set-user-ID bit has no effect, "
+                            "so cards can only be read by a user with rights on their device")});
+}
+
+QString outcomeOf(const QProcess &child, const QByteArray &output)
+{
+    if (child.error() == QProcess::FailedToStart)
+        return QStringLiteral("pkexec can't be started: ") + child.errorString();
+    if (child.exitStatus() != QProcess::NormalExit)
+        return QStringLiteral("pkexec was ended by a signal");
+    if (child.exitCode() == 0)
+        return {};
+    QString text = QStringLiteral("the command ended with status %1").arg(child.exitCode());
+    if (child.exitCode() == 126)
+        text = QStringLiteral("the administrator's consent was refused");
+    else if (child.exitCode() == 127)
+        text = QStringLiteral("the administrator can't be asked, or didn't authorise it (is a polkit "
+                              "authentication agent running?)");
+    const QString words = QString::fromLocal8Bit(output).simplified();
+    return words.isEmpty() ? text : text + QStringLiteral(": ") + words;
+}
+
+} // namespace
+
+QString setUserIdRoot(const QString &toolPath)
+{
+    const int file =
+        ::open(QFile::encodeName(toolPath).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0)
+        return reason(errno);
+    struct stat status = {};
+    QString error;
+    if (::fstat(file, &status) != 0)
+        error = reason(errno);
+    else if (!S_ISREG(status.st_mode))
+        error = QStringLiteral("is no regular file");
+    else if (::fchown(file, 0, 0) != 0) // first, since it clears the bit
+        error = reason(errno);
+    else if (::fchmod(file, (status.st_mode & 0777) | S_ISUID) != 0)
+        error = reason(errno);
+    ::close(file);
+    return error;
+}
+
+PkexecConsent::Command PkexecConsent::commandFor(const QString &toolPath, const QString &helper)
+{
+    const QString pkexec = QStandardPaths::findExecutable(QStringLiteral("pkexec"));
+    // Started from a terminal it must not ask there: nobody would see it.
+    const QString noTextAgent = QStringLiteral("--disable-internal-agent");
+    if (!helper.isEmpty())
+        return {pkexec, {noTextAgent, helper, QFileInfo(toolPath).canonicalPath()}};
+    return {pkexec,
+            {noTextAgent, QStringLiteral("/bin/sh"), QStringLiteral("-c"),
+             QStringLiteral("chown root:root \"$1\" && chmod u+s \"$1\""), QStringLiteral("sh"), toolPath}};
+}
+
+QCoro::Task<QString> PkexecConsent::makeSetUserIdRoot(QString toolPath)
+{
+    warnIfBitIsIgnored(toolPath);
+    if (::geteuid() == 0)
+        co_return setUserIdRoot(toolPath);
+    const Command command = commandFor(toolPath, installedHelper());
+    if (command.program.isEmpty())
+        co_return QStringLiteral("pkexec is not installed, so the administrator can't be asked");
+    QProcess child;
+    child.setProcessChannelMode(QProcess::MergedChannels);
+    child.setStandardInputFile(QProcess::nullDevice());
+    child.start(command.program, command.arguments, QIODevice::ReadOnly);
+    while (child.state() != QProcess::NotRunning)
+        co_await qCoro(&child, &QProcess::stateChanged);
+    co_return outcomeOf(child, child.readAll());
+}
