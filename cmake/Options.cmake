@@ -24,6 +24,14 @@ if(VORNEX_FUZZ)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# quiet_generated_qml(TARGET), after qt_add_qml_module: the C++ that qmlcachegen makes of the QML files isn't ours
+# to mend, so it is compiled without warnings.
+function(quiet_generated_qml target)
+    get_target_property(sources ${target} SOURCES)
+    list(FILTER sources INCLUDE REGEX "/qmlcache/")
+    set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS -w)
+endfunction()
+
 # vornex_test(NAME sources...): one Qt Test program that is one CTest test, run without a display.
 function(vornex_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")

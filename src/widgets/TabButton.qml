@@ -1,0 +1,77 @@
+pragma ComponentBehavior: Bound
+import QtQuick
+
+/// A row of tabs. It keeps the highlighted index itself, which follows taps and `reset` alone.
+Row {
+    id: root
+
+    required property list<string> items
+    property int initialIndex: 0
+    property bool reset: false ///< turning true, it takes the highlight away
+    property string name ///< for screen readers
+    property int selectedIndex: -1
+    signal select(int index)
+
+    property bool isComplete: false
+    onResetChanged: {
+        if (isComplete && reset)
+            selectedIndex = -1;
+    }
+    Component.onCompleted: {
+        selectedIndex = initialIndex;
+        isComplete = true;
+    }
+
+    function tap(index: int) {
+        selectedIndex = index;
+        select(index);
+    }
+
+    spacing: 8
+    Accessible.role: Accessible.PageTabList
+    Accessible.name: name
+
+    Repeater {
+        id: tabs
+        model: root.items
+
+        PlainButton {
+            id: tab
+
+            required property int index
+            required property string modelData
+            readonly property bool isSelected: index === root.selectedIndex
+
+            name: modelData
+            verticalPadding: 6
+            horizontalPadding: 10
+            implicitWidth: implicitContentWidth + leftPadding + rightPadding
+            implicitHeight: implicitContentHeight + topPadding + bottomPadding
+            onClicked: root.tap(index)
+            Keys.onLeftPressed: tabs.focusTab(index - 1)
+            Keys.onRightPressed: tabs.focusTab(index + 1)
+
+            Accessible.role: Accessible.PageTab
+            Accessible.selectable: true
+            Accessible.selected: isSelected
+
+            contentItem: Text {
+                text: tab.modelData
+                textFormat: Text.PlainText
+                color: tab.isSelected ? "white" : Theme.gray
+                font.pixelSize: 12
+                Accessible.ignored: true
+            }
+            background: Rectangle {
+                radius: 6
+                color: Theme.faded(Theme.gray, tab.isSelected ? 0.25 : 0.12)
+            }
+        }
+
+        function focusTab(index: int) {
+            const tab = itemAt(index);
+            if (tab)
+                tab.forceActiveFocus(Qt.TabFocusReason);
+        }
+    }
+}
