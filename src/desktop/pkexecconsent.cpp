@@ -84,30 +84,40 @@ QString setUserIdRoot(const QString &toolPath)
     return error;
 }
 
-PkexecConsent::Command PkexecConsent::commandFor(const QString &toolPath, const QString &helper)
+PkexecConsent::PkexecConsent(bool runsAsRoot, QString helper)
+    : m_runsAsRoot(runsAsRoot)
+    , m_helper(std::move(helper))
 {
-    const QString pkexec = QStandardPaths::findExecutable(QStringLiteral("pkexec"));
+}
+
+PkexecConsent::PkexecConsent()
+    : PkexecConsent(::geteuid() == 0, installedHelper())
+{
+}
+
+QStringList PkexecConsent::argumentsFor(const QString &toolPath) const
+{
     // Started from a terminal it must not ask there: nobody would see it.
     const QString noTextAgent = QStringLiteral("--disable-internal-agent");
-    if (!helper.isEmpty())
-        return {pkexec, {noTextAgent, helper, QFileInfo(toolPath).canonicalPath()}};
-    return {pkexec,
-            {noTextAgent, QStringLiteral("/bin/sh"), QStringLiteral("-c"),
-             QStringLiteral("chown root:root \"$1\" && chmod u+s \"$1\""), QStringLiteral("sh"), toolPath}};
+    if (!m_helper.isEmpty())
+        return {noTextAgent, m_helper, QFileInfo(toolPath).canonicalPath()};
+    return {noTextAgent,          QStringLiteral("/bin/sh"),
+            QStringLiteral("-c"), QStringLiteral("chown root:root \"$1\" && chmod u+s \"$1\""),
+            QStringLiteral("sh"), toolPath};
 }
 
 QCoro::Task<QString> PkexecConsent::makeSetUserIdRoot(QString toolPath)
 {
     warnIfBitIsIgnored(toolPath);
-    if (::geteuid() == 0)
+    if (m_runsAsRoot)
         co_return setUserIdRoot(toolPath);
-    const Command command = commandFor(toolPath, installedHelper());
-    if (command.program.isEmpty())
+    const QString pkexec = QStandardPaths::findExecutable(QStringLiteral("pkexec"));
+    if (pkexec.isEmpty())
         co_return QStringLiteral("pkexec is not installed, so the administrator can't be asked");
     QProcess child;
     child.setProcessChannelMode(QProcess::MergedChannels);
     child.setStandardInputFile(QProcess::nullDevice());
-    child.start(command.program, command.arguments, QIODevice::ReadOnly);
+    child.start(pkexec, argumentsFor(toolPath), QIODevice::ReadOnly);
     while (child.state() != QProcess::NotRunning)
         co_await qCoro(&child, &QProcess::stateChanged);
     co_return outcomeOf(child, child.readAll());
