@@ -1,0 +1,91 @@
+#pragma once
+
+#include "media/filelistitem.h"
+#include "toolcommands.h"
+
+#include <optional>
+#include <QCoroTask>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+struct Desktop;
+
+/// Installs the helper tools and does all work on the card and on recordings with them. Lives on the main
+/// thread. Failure is an empty or false result and a log line; a tool succeeded if its output has a size
+/// above 0. Paths on the card are relative to its ext4 root, such as "mov/normal/N_20240309_170559.mp4".
+class ProcessManager : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr qint64 offset = toolcommands::ext4Offset; ///< of the card's ext4 file system, bytes
+
+    /// The desktop has to outlive the manager.
+    explicit ProcessManager(Desktop &desktop, QObject *parent = nullptr);
+
+    [[nodiscard]] const QStringList &bbox() const { return m_bbox; } ///< names in the card's "cfg"
+    [[nodiscard]] const QStringList &data() const { return m_data; } ///< index files in the card's "mov"
+    /// Folder of the tool copies, with a trailing "/". Empty before setup().
+    [[nodiscard]] const QString &helperRoot() const { return m_helperRoot; }
+
+    /// Makes the folders, installs the tools and has ext4util authorised. True if it can read a card as root.
+    QCoro::Task<bool> setup();
+    /// Whether the copy of the tool belongs to root and has the set-user-ID bit.
+    [[nodiscard]] bool checkPrivilege(const QString &tool) const;
+    QCoro::Task<bool> authorizeExt4Tool(QString tool);
+
+    void ensureDirectoryExists(const QString &path);
+    /// Bytes, 0 if it can't be told. With inTemp the path is relative to tempRoot.
+    [[nodiscard]] quint64 fileSize(const QString &path, bool inTemp) const;
+    void
+    deleteDirectory(const QString &path); ///< a file or a folder with its contents; links aren't followed
+    /// Both remove a target first and work off the main thread.
+    QCoro::Task<> copyFile(QUrl from, QUrl to);
+    QCoro::Task<> rename(QString from, QString to);
+    /// Whether, after this many more bytes, 2 GB and 5 % of tempRoot's disk would be left.
+    [[nodiscard]] bool hasRoomForExtraction(quint64 nextBytes = 0) const;
+
+    /// Names in a folder of the card, with size as name + "," + bytes. Empty without a card.
+    QCoro::Task<QStringList> ls(QString path, bool withSize);
+    /// Extracts a file to tempRoot + path. Failure shows as a missing file.
+    QCoro::Task<> read(QString path);
+    /// The complete reading of a card, in the order of its folders. Readings never run at the same time: one
+    /// that a newer one overtook, or whose card is gone, touches nothing any more and gives an empty list.
+    QCoro::Task<FileList> readFileList();
+    [[nodiscard]] std::optional<QString> readConfig(const QString &name) const; ///< of the extracted "cfg"
+
+    /// Path of a file on the card's FAT volume, whether or not it exists; none if the volume isn't mounted.
+    [[nodiscard]] std::optional<QString> getSDCardPath(const QString &name) const;
+    [[nodiscard]] std::optional<QString> readSDCard(const QString &name) const;
+    void saveToSDCard(const QString &name, const QString &text);
+
+    /// Copies all streams into an MP4. Empty if the recording is sound, else what is wrong with it.
+    QCoro::Task<QString> remux(QString src, QString dst);
+    /// Copies the video and makes the first audio stream AAC.
+    QCoro::Task<> convertAudio(QString src, QString dst);
+
+Q_SIGNALS:
+    void bboxChanged();
+    void dataChanged();
+    void readingEnded(); ///< of a card; the next one may begin
+
+private:
+    QCoro::Task<> installTool(QString tool);
+    void warnIfBitIsVoid(const QString &tool) const;
+    QCoro::Task<FileList> readCard(quint64 reading);
+    QCoro::Task<> readSettings(quint64 reading);
+    QCoro::Task<> readIndexFiles(quint64 reading);
+    QCoro::Task<FileList> listRecordings(QString folder);
+    QCoro::Task<> passSettingsOn(QString text, quint64 reading);
+    void countChannels(const QString &settings);
+    [[nodiscard]] bool isCurrent(quint64 reading) const;
+
+    Desktop &m_desktop;
+    QString m_helperRoot;
+    QStringList m_bbox;
+    QStringList m_data;
+    quint64 m_reading = 0; ///< number of the newest reading
+    bool m_isReading = false;
+    std::optional<QString> m_readDevice; ///< the card of the reading that runs
+};

@@ -1,0 +1,45 @@
+#include "toolcommands.h"
+
+#include "common/text.h"
+
+namespace {
+
+QString quoted(const QString &text) { return u'\'' + text::quotedForShell(text) + u'\''; }
+
+QString ext4util(const QString &toolFolder, const QString &verb, const QString &device,
+                 const QString &cardPath)
+{
+    return quoted(toolFolder + QStringLiteral("ext4util")) + u' ' + verb + u' ' + device + u' '
+        + QString::number(toolcommands::ext4Offset) + u' ' + cardPath;
+}
+
+QString ffmpeg(const QString &toolFolder, const QString &source, const QString &options,
+               const QString &target)
+{
+    return quoted(toolFolder + QStringLiteral("ffmpeg")) + QStringLiteral(" -i ") + source + u' ' + options
+        + u' ' + quoted(target);
+}
+
+} // namespace
+
+QString toolcommands::list(const QString &toolFolder, const QString &device, const QString &cardPath)
+{
+    return ext4util(toolFolder, QStringLiteral("ls"), device, cardPath);
+}
+
+QString toolcommands::extract(const QString &toolFolder, const QString &device, const QString &cardPath,
+                              const QString &target)
+{
+    return ext4util(toolFolder, QStringLiteral("read"), device, cardPath) + u' ' + quoted(target);
+}
+
+QString toolcommands::remux(const QString &toolFolder, const QString &source, const QString &target)
+{
+    return ffmpeg(toolFolder, quoted(source), QStringLiteral("-map 0 -c copy"), target);
+}
+
+QString toolcommands::convertAudio(const QString &toolFolder, const QString &source, const QString &target)
+{
+    return ffmpeg(toolFolder, source,
+                  QStringLiteral("-map 0:v -map 0:a:0 -c:v copy -c:a aac -ar 44100 -b:a 64k"), target);
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+
+/// The command lines of the tools, for Shell. toolFolder ends in "/". What stands in single quotes may hold
+/// any character; what doesn't has to be a plain word to the shell, which the callers see to.
+namespace toolcommands {
+
+/// Where the card's ext4 file system begins on its device, in bytes: 100 MiB.
+inline constexpr qint64 ext4Offset = 104857600;
+
+[[nodiscard]] QString list(const QString &toolFolder, const QString &device, const QString &cardPath);
+[[nodiscard]] QString extract(const QString &toolFolder, const QString &device, const QString &cardPath,
+                              const QString &target);
+[[nodiscard]] QString remux(const QString &toolFolder, const QString &source, const QString &target);
+[[nodiscard]] QString convertAudio(const QString &toolFolder, const QString &source, const QString &target);
+
+} // namespace toolcommands
