@@ -1,8 +1,8 @@
 #include "imagedesktop.h"
 
+#include "common/text.h"
 #include "toollookup.h"
 
-#include <algorithm>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -15,11 +15,7 @@ namespace {
 // derived by a replacement of that text.
 bool isUsableAsDevicePath(const QString &path)
 {
-    const auto isPlain = [](QChar c) {
-        return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9')
-            || QStringView(u"/._-+").contains(c);
-    };
-    return std::all_of(path.cbegin(), path.cend(), isPlain) && !path.contains(u"/disk");
+    return text::isPlainShellWord(path) && !path.contains(u"/disk");
 }
 
 std::unique_ptr<QTemporaryDir> makePlainlyNamedFolder()

@@ -88,7 +88,7 @@ void ImageDesktopTest::handsOutPlainPathsOnly_data()
     QTest::addColumn<QString>("name");
     QTest::newRow("blank") << u"my card.img"_s;
     QTest::newRow("command") << u"a;touch b;$(c).img"_s;
-    QTest::newRow("Korean") << u"사고/블랙박스.img"_s;
+    QTest::newRow("Korean") << u"사고 영상/블랙박스.img"_s;
     QTest::newRow("text that is replaced in device paths") << u"disk1/disk.img"_s;
 }
 
