@@ -1,0 +1,200 @@
+// The way of a recording from a click on its row to moving pictures.
+#include "appviewmodel.h"
+#include "common/log.h"
+#include "common/processvalues.h"
+#include "common/task.h"
+
+#include <algorithm>
+#include <QPointer>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Lets the highlight be drawn before the work begins.
+constexpr auto highlightTime = 200ms;
+
+QString fetchingMessage() { return AppViewModel::tr("영상 다운로드 중입니다. 잠시만 기다려주세요."); }
+
+QString damagedMessage() { return AppViewModel::tr("영상 파일이 손상되어 정상적으로 재생할 수 없습니다."); }
+
+} // namespace
+
+QCoro::Task<> AppViewModel::select(FileListItem item)
+{
+    if (m_procMessage || m_isSelecting)
+        co_return;
+    const QPointer<AppViewModel> self(this);
+    m_isSelecting = true;
+    cancelLoading();
+    co_await runSelection(std::move(item));
+    if (self)
+        m_isSelecting = false;
+}
+
+QCoro::Task<> AppViewModel::runSelection(FileListItem item)
+{
+    const QPointer<AppViewModel> self(this);
+    const int index = m_rows.rowOf(item.id);
+    if (index < 0)
+        co_return;
+    if (m_playerManager.isPlaying())
+        m_playerManager.stop();
+    setSelectedIndex(index);
+    m_rows.setSelectedRow(index);
+    co_await sleepFor(highlightTime);
+    if (!self)
+        co_return;
+
+    if (item.read == 0) {
+        const bool isCardThere = co_await fetch(item);
+        if (!self || !isCardThere)
+            co_return;
+    }
+
+    const WorkFiles files = workFilesOf(item);
+    const std::optional<int> audioCount = co_await makePlayable(item, files);
+    if (!self)
+        co_return;
+    bool isLoaded = false;
+    if (audioCount)
+        isLoaded = co_await loadWithSound(item, files, *audioCount);
+    if (!self)
+        co_return;
+    if (!isLoaded) {
+        setAlertMessage(damagedMessage());
+        co_return;
+    }
+    m_procManager.deleteDirectory(files.temp); // the player has it open
+    if (m_isAutoLoad) {
+        co_await preloadPrevious(m_rows.rowOf(item.id));
+        if (self)
+            startLoading();
+    }
+}
+
+/// False if the card has gone meanwhile. The size goes to the row alone: the background task still takes this
+/// recording for one to be extracted.
+QCoro::Task<bool> AppViewModel::fetch(FileListItem item)
+{
+    const QPointer<AppViewModel> self(this);
+    setProcMessage(fetchingMessage());
+    co_await extract(item);
+    if (!self)
+        co_return false;
+    const bool isCardThere = isListed(item.id);
+    if (isCardThere)
+        m_rows.setRead(m_rows.rowOf(item.id), m_procManager.fileSize(item.cardPath(), true));
+    setProcMessage(std::nullopt);
+    co_return isCardThere;
+}
+
+/// Each folder of recordings has its own work files. A recording of such a name would be overwritten by them,
+/// so they get out of its way.
+AppViewModel::WorkFiles AppViewModel::workFilesOf(const FileListItem &item) const
+{
+    const auto isTaken = [&](const QString &name) {
+        const auto bearsName = [&](const FileListItem &entry) {
+            return entry.type == item.type && entry.name == name;
+        };
+        return bearsName(item) || std::any_of(m_fileList.cbegin(), m_fileList.cend(), bearsName)
+            || std::any_of(filtered().cbegin(), filtered().cend(), bearsName);
+    };
+    const auto freeName = [&](QString name) {
+        while (isTaken(name))
+            name.prepend(u'_');
+        return name;
+    };
+    const QString full = processvalues::tempRoot() + item.cardPath();
+    const QString folder = full.chopped(item.name.size());
+    return {full, folder + freeName(QStringLiteral("temp.mp4")),
+            folder + freeName(QStringLiteral("playing.mp4"))};
+}
+
+/// Makes temp; gives the number of sound tracks, or none if the recording is damaged.
+QCoro::Task<std::optional<int>> AppViewModel::makePlayable(FileListItem item, WorkFiles files)
+{
+    const QPointer<AppViewModel> self(this);
+    if (item.name.contains(u".mov"))
+        co_return std::nullopt;
+    const QString problem = co_await m_procManager.remux(files.full, files.temp);
+    if (!self)
+        co_return std::nullopt;
+    if (!problem.isEmpty()) {
+        logLine(QStringLiteral("[AppViewModel] select ") + item.cardPath() + QStringLiteral(" -> ")
+                + problem);
+        co_return std::nullopt;
+    }
+    const int audioCount = co_await getAudioCount(files.full);
+    co_return audioCount;
+}
+
+QCoro::Task<bool> AppViewModel::loadWithSound(FileListItem item, WorkFiles files, int audioCount)
+{
+    const QPointer<AppViewModel> self(this);
+    QString playable = files.temp;
+    if (audioCount <= 0) {
+        logLine(QStringLiteral("[AppViewModel] select ") + item.name + QStringLiteral(" -> has no audio."));
+    } else {
+        co_await m_procManager.convertAudio(files.temp, files.playing);
+        if (!self)
+            co_return false;
+        if (m_procManager.fileSize(files.playing, false) > 0)
+            playable = files.playing;
+    }
+    const bool isLoaded = co_await loadMp4(playable);
+    co_return isLoaded;
+}
+
+QCoro::Task<bool> AppViewModel::loadMp4(QString path)
+{
+    const QPointer<AppViewModel> self(this);
+    const std::optional<QString> error = co_await m_playerManager.loadTracks(QUrl::fromLocalFile(path));
+    if (!self)
+        co_return false;
+    if (error) {
+        logLine(QStringLiteral("[AppViewModel] loadMp4 failure: ") + *error);
+        co_return false;
+    }
+    m_videoPlayers = m_playerManager.videoPlayers();
+    Q_EMIT videoPlayersChanged();
+    m_playerManager.play();
+    const int channels = static_cast<int>(m_videoPlayers.size());
+    if (m_previousChannels != channels)
+        setVideoChannel(-1);
+    setPreviousChannels(channels);
+    co_return true;
+}
+
+QCoro::Task<int> AppViewModel::countTracks(QString path, TrackKind kind, QString operation)
+{
+    const OpenedMovie opened = co_await m_openMovie(std::move(path));
+    if (!opened.movie) {
+        logLine(QStringLiteral("[AppViewModel] ") + operation + QStringLiteral(" failure: ") + opened.error);
+        co_return 0;
+    }
+    const QList<TrackInfo> tracks = opened.movie->tracks();
+    co_return static_cast<int>(std::count_if(tracks.cbegin(), tracks.cend(),
+                                             [&](const TrackInfo &track) { return track.kind == kind; }));
+}
+
+QCoro::Task<int> AppViewModel::getAudioCount(QString path)
+{
+    return countTracks(std::move(path), TrackKind::Audio, QStringLiteral("getAudioCount"));
+}
+
+QCoro::Task<int> AppViewModel::getVideoCount(QString path)
+{
+    return countTracks(std::move(path), TrackKind::Video, QStringLiteral("getVideoCount"));
+}
+
+QCoro::Task<> AppViewModel::preloadPrevious(int index)
+{
+    const QPointer<AppViewModel> self(this);
+    if (index < 1 || index >= filtered().size() || filtered().at(index - 1).read != 0)
+        co_return;
+    const FileListItem item = filtered().at(index - 1);
+    co_await extract(item);
+    if (self)
+        m_rows.setRead(m_rows.rowOf(item.id), m_procManager.fileSize(item.cardPath(), true));
+}
