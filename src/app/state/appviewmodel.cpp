@@ -137,9 +137,11 @@ QCoro::Task<> AppViewModel::readCard(quint64 session)
 {
     const QPointer<AppViewModel> self(this);
     const FileList items = co_await m_procManager.readFileList();
+    const QFuture<SortedList> sorting = QtConcurrent::run(sortedNewestFirst, items);
+    SortedList list = co_await sorting;
     if (!self || session != m_cardSession)
         co_return;
-    setFileList(sortedNewestFirst(items).items);
+    setFileList(std::move(list.items));
     startTask(this, [this] { return applyFilter(currentType()); });
     if (m_isAutoLoad)
         startLoading();

@@ -1,0 +1,604 @@
+#include "app/state/appviewmodel.h"
+#include "common/preferences.h"
+#include "common/processvalues.h"
+#include "support/scriptedcard.h"
+#include "support/scriptedmovie.h"
+
+#include <QCoroTask>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThreadPool>
+
+namespace {
+
+const QString kAll = QStringLiteral("all");
+
+constexpr DiskSpace room{100'000'000'000, 100'000'000'000};
+constexpr DiskSpace noRoom{1'900'000'000, 20'000'000'000};
+
+QString at(const char *time) { return QStringLiteral("N_20240309_%1.mp4").arg(QLatin1String(time)); }
+
+} // namespace
+
+/// The state machine of the list and of a selection, on scripted tools and players.
+class AppViewModelTest : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void cardSessionListsAndExtractsNewestFirst();
+    void tabsShowCopies();
+    void lastFilterRequestWins();
+    void sizesReadDuringAFilterStepAreKept();
+    void cardGoneDuringTheReadingStaysGone();
+    void secondCardWinsOverTheFirst();
+
+    void selectionRunsInOrder();
+    void selectionsAreRefusedWhileOneRuns();
+    void selectionPlaysWhatCanBePlayed_data();
+    void selectionPlaysWhatCanBePlayed();
+    void cardGoneDuringTheFetchEndsTheSelection();
+    void tabChangeDuringTheFetchLeavesOtherRowsAlone();
+    void clickWaitsForARunningExtractionOfThatRecording();
+    void recordingsNamedLikeWorkFilesSurvive();
+    void previewIsResetForAnotherNumberOfChannels();
+    void nextGoesDownPreviousAndTheEndGoUp();
+
+    void cancelTakesEffectAfterTheRunningTool();
+    void extractionWaitsForAlertsAndRoom();
+    void allTicksAreOnePublication();
+
+private:
+    void attach(const QString &card);
+    void detach();
+    void addRecordings(const QString &card, const QString &type, const QStringList &names);
+    void loadWholeCard();
+    QCoro::Task<OpenedMovie> open(QString path);
+    [[nodiscard]] int row(const QString &name) const;
+    [[nodiscard]] QStringList names() const;
+    [[nodiscard]] quint64 readSize(const FileList &list, const QString &name) const;
+    [[nodiscard]] qsizetype countOf(const QString &call) const { return m_tools->calls().count(call); }
+
+    std::unique_ptr<ScriptedTools> m_tools;
+    std::unique_ptr<Preferences> m_preferences;
+    std::unique_ptr<AppViewModel> m_model;
+    QString m_card;
+    QStringList m_opened; ///< names of the files that were opened, in order
+    QString m_unopenable; ///< such as "temp.mp4"
+};
+
+void AppViewModelTest::initTestCase()
+{
+    m_tools = std::make_unique<ScriptedTools>();
+    m_preferences = std::make_unique<Preferences>(m_tools->path(QStringLiteral("preferences")));
+}
+
+void AppViewModelTest::init()
+{
+    static int number = 0;
+    m_tools->clearCalls();
+    m_tools->space = room;
+    m_opened.clear();
+    m_unopenable.clear();
+    m_card = m_tools->addCard(QStringLiteral("card%1").arg(++number));
+    m_model = std::make_unique<AppViewModel>(
+        m_tools->desktop, [this](QString path) { return open(std::move(path)); }, *m_preferences);
+    QVERIFY(QCoro::waitFor(m_model->procManager().setup()));
+}
+
+void AppViewModelTest::cleanup()
+{
+    detach();
+    QTest::qWait(0);
+    m_model.reset();
+}
+
+/// A recording's text begins with its numbers of video and sound tracks, such as "2 1".
+QCoro::Task<OpenedMovie> AppViewModelTest::open(QString path)
+{
+    m_opened.append(QFileInfo(path).fileName());
+    OpenedMovie opened;
+    QFile file(path);
+    if (QFileInfo(path).fileName() == m_unopenable || !file.open(QIODevice::ReadOnly)) {
+        opened.error = QStringLiteral("can't open");
+        co_return opened;
+    }
+    const QByteArray text = file.readAll();
+    QList<double> video(text.mid(0, 1).toInt(), 60.0);
+    QList<double> audio(text.mid(2, 1).toInt(), 60.0);
+    opened.movie = std::make_shared<ScriptedMovie>(video, audio);
+    co_return opened;
+}
+
+void AppViewModelTest::attach(const QString &card)
+{
+    processvalues::setCardDevicePath(card);
+    m_model->loadFileList();
+}
+
+void AppViewModelTest::detach()
+{
+    processvalues::setCardDevicePath(std::nullopt);
+    m_model->cancelLoading();
+    m_model->playerManager()->stop();
+    m_model->playerManager()->clearVideoPlayers();
+    m_model->clearVideoPlayers();
+    m_model->clearFileList();
+    m_model->clearFiltered();
+    m_model->procManager().deleteDirectory(processvalues::tempRoot() + QStringLiteral("mov"));
+}
+
+void AppViewModelTest::addRecordings(const QString &card, const QString &type, const QStringList &names)
+{
+    for (const QString &name : names)
+        m_tools->addRecording(card, type, name, "2 1 " + name.toUtf8());
+}
+
+/// Attaches the card and waits until everything on it has been extracted.
+void AppViewModelTest::loadWholeCard()
+{
+    attach(m_card);
+    const auto isRead = [](const FileListItem &item) { return item.read > 0; };
+    QTRY_VERIFY(m_model->fileCount() > 0
+                && std::all_of(m_model->fileList().cbegin(), m_model->fileList().cend(), isRead));
+    QTRY_VERIFY(!m_model->filtered().isEmpty());
+}
+
+int AppViewModelTest::row(const QString &name) const { return static_cast<int>(names().indexOf(name)); }
+
+QStringList AppViewModelTest::names() const
+{
+    QStringList result;
+    for (const FileListItem &item : m_model->filtered())
+        result.append(item.name);
+    return result;
+}
+
+quint64 AppViewModelTest::readSize(const FileList &list, const QString &name) const
+{
+    for (const FileListItem &item : list) {
+        if (item.name == name)
+            return item.read;
+    }
+    return 0;
+}
+
+void AppViewModelTest::cardSessionListsAndExtractsNewestFirst()
+{
+    addRecordings(m_card, QStringLiteral("normal"),
+                  {at("100000"), QStringLiteral("undated.mp4"), at("120000")});
+    addRecordings(m_card, QStringLiteral("event"), {at("110000")});
+    QSignalSpy lists(m_model.get(), &AppViewModel::fileListChanged);
+    QSignalSpy resets(m_model->rows(), &QAbstractItemModel::modelReset);
+    attach(m_card);
+    QCOMPARE(m_tools->calls().size(), 0); // nothing happens within the call
+    QTRY_COMPARE(countOf(QStringLiteral("end read mov/normal/undated.mp4")), 1);
+    QTRY_VERIFY(readSize(m_model->filtered(), QStringLiteral("undated.mp4")) > 0);
+
+    const QStringList expectedReads{
+        QStringLiteral("read mov/normal/") + at("120000"), QStringLiteral("read mov/event/") + at("110000"),
+        QStringLiteral("read mov/normal/") + at("100000"), QStringLiteral("read mov/normal/undated.mp4")};
+    QCOMPARE(m_tools->calls().filter(QRegularExpression(QStringLiteral("^read mov"))), expectedReads);
+    QCOMPARE(names(), QStringList({at("120000"), at("100000"), QStringLiteral("undated.mp4")}));
+    QCOMPARE(m_model->fileCount(), 4);
+    QCOMPARE(resets.size(), 1);
+    QCOMPARE(lists.size(), 1 + 4); // the list, and one size each
+    QCOMPARE(readSize(m_model->fileList(), at("110000")), 4 + at("110000").size());
+}
+
+void AppViewModelTest::tabsShowCopies()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000"), at("120000")});
+    addRecordings(m_card, QStringLiteral("saved"), {at("110000")});
+    loadWholeCard();
+    QSignalSpy resets(m_model->rows(), &QAbstractItemModel::modelReset);
+
+    m_model->setAllChecked(true);
+    m_model->setChecked(1, false);
+    QVERIFY(m_model->isAllChecked());
+    QCOMPARE(m_model->checkedItems().size(), 1);
+    m_model->chooseTab(0); // is chosen already
+    QTest::qWait(0);
+    QCOMPARE(m_model->checkedItems().size(), 1);
+    QCOMPARE(resets.size(), 0);
+
+    m_model->setUploaded(true);
+    m_model->chooseTab(5);
+    QVERIFY(!m_model->uploaded());
+    QTRY_COMPARE(names(), QStringList({at("120000"), at("110000"), at("100000")}));
+    QCOMPARE(resets.size(), 1);
+    QCOMPARE(m_model->checkedItems().size(), 0);
+    QVERIFY(m_model->isAllChecked());
+    m_model->chooseTab(4);
+    QTRY_COMPARE(names(), QStringList(at("110000")));
+    m_model->chooseTab(2);
+    QTRY_COMPARE(names(), QStringList());
+
+    m_model->loadFileList();
+    QCOMPARE(m_model->selectedTab(), 0);
+    QVERIFY(!m_model->isAllChecked());
+}
+
+void AppViewModelTest::lastFilterRequestWins()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000")});
+    addRecordings(m_card, QStringLiteral("event"), {at("110000")});
+    loadWholeCard();
+    QSignalSpy resets(m_model->rows(), &QAbstractItemModel::modelReset);
+    auto first = m_model->applyFilter(kAll);
+    auto second = m_model->applyFilter(QStringLiteral("event"));
+    QCoro::waitFor(std::move(second));
+    QCoro::waitFor(std::move(first));
+    QCOMPARE(names(), QStringList(at("110000")));
+    QCOMPARE(resets.size(), 1);
+
+    auto late = m_model->applyFilter(kAll);
+    m_model->clearFiltered(); // the card goes
+    QCoro::waitFor(std::move(late));
+    QCOMPARE(names(), QStringList());
+}
+
+void AppViewModelTest::sizesReadDuringAFilterStepAreKept()
+{
+    const QString name = at("100000");
+    addRecordings(m_card, QStringLiteral("normal"), {name});
+    m_tools->hold(u"read-" % name);
+    attach(m_card);
+    QTRY_COMPARE(names(), QStringList(name));
+    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + name), 1);
+
+    // The size is stored between the filter step's copy of the list and its result.
+    QThreadPool::globalInstance()->setMaxThreadCount(1);
+    QSemaphore gate;
+    QThreadPool::globalInstance()->start([&gate] { gate.acquire(); });
+    auto filtering = m_model->applyFilter(kAll);
+    m_tools->release(u"read-" % name);
+    QTRY_VERIFY(readSize(m_model->fileList(), name) > 0);
+    gate.release();
+    QCoro::waitFor(std::move(filtering));
+    QThreadPool::globalInstance()->setMaxThreadCount(QThread::idealThreadCount());
+    QVERIFY(readSize(m_model->filtered(), name) > 0);
+}
+
+void AppViewModelTest::cardGoneDuringTheReadingStaysGone()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000")});
+    m_tools->hold(QStringLiteral("ls-saved"));
+    attach(m_card);
+    QTRY_COMPARE(countOf(QStringLiteral("ls mov/saved")), 1);
+    detach();
+    m_tools->release(QStringLiteral("ls-saved"));
+    QTRY_COMPARE(countOf(QStringLiteral("end ls mov/saved")), 1);
+    QTest::qWait(50); // nothing is to come
+    QCOMPARE(m_model->fileCount(), 0);
+    QCOMPARE(names(), QStringList());
+    QCOMPARE(m_tools->calls().filter(QStringLiteral("read mov/normal")).size(), 0);
+}
+
+void AppViewModelTest::secondCardWinsOverTheFirst()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000")});
+    const QString second = m_tools->addCard(m_card.section(u'/', -1) + u'b');
+    addRecordings(second, QStringLiteral("normal"), {at("200000"), at("210000")});
+    m_tools->hold(QStringLiteral("ls-park"));
+    attach(m_card);
+    QTRY_COMPARE(countOf(QStringLiteral("ls mov/park")), 1);
+    attach(second);
+    m_tools->release(QStringLiteral("ls-park"));
+    QTRY_COMPARE(names(), QStringList({at("210000"), at("200000")}));
+    QTRY_VERIFY(readSize(m_model->fileList(), at("200000")) > 0);
+    QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
+}
+
+void AppViewModelTest::selectionRunsInOrder()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000"), at("110000"), at("120000")});
+    m_tools->space = noRoom; // no background extraction
+    attach(m_card);
+    QTRY_COMPARE(names().size(), 3);
+    m_tools->clearCalls();
+    QStringList steps;
+    connect(m_model.get(), &AppViewModel::procMessageChanged, this, [&] {
+        steps.append(m_model->procMessage() ? QStringLiteral("message") : QStringLiteral("no message"));
+    });
+    m_model->tapRow(1);
+    QTRY_VERIFY(m_model->playerManager()->isPlaying());
+    QCOMPARE(m_model->selectedIndex(), std::optional(1));
+    QVERIFY(m_model->filtered().at(1).isSelected);
+    QCOMPARE(steps, QStringList({QStringLiteral("message"), QStringLiteral("no message")}));
+    QCOMPARE(m_model->videoPlayers().size(), 2);
+    QCOMPARE(m_model->alertMessage(), std::optional<QString>());
+
+    m_tools->space = room;
+    const QString preload = QStringLiteral("read mov/normal/") + at("120000");
+    QTRY_VERIFY(readSize(m_model->filtered(), at("120000")) > 0);
+    QCOMPARE(m_tools->calls().mid(0, 5),
+             QStringList({QStringLiteral("read mov/normal/") + at("110000"),
+                          QStringLiteral("end read mov/normal/") + at("110000"),
+                          QStringLiteral("remux ") + at("110000") + QStringLiteral(" temp.mp4"),
+                          QStringLiteral("convert temp.mp4 playing.mp4"), preload}));
+    QCOMPARE(m_opened, QStringList({at("110000"), QStringLiteral("playing.mp4")}));
+    const QDir folder(processvalues::tempRoot() + QStringLiteral("mov/normal"));
+    QVERIFY(!folder.exists(QStringLiteral("temp.mp4")));
+    QVERIFY(folder.exists(QStringLiteral("playing.mp4")));
+    // What a selection read itself is read again by the background task, which goes on afterwards.
+    QTRY_VERIFY(readSize(m_model->fileList(), at("100000")) > 0);
+    QCOMPARE(countOf(preload), 2);
+}
+
+void AppViewModelTest::selectionsAreRefusedWhileOneRuns()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000"), at("110000")});
+    loadWholeCard();
+    m_model->setProcMessage(QStringLiteral("busy"));
+    QCoro::waitFor(m_model->select(m_model->filtered().at(0)));
+    QCOMPARE(m_model->selectedIndex(), std::optional<int>());
+    m_model->setProcMessage(std::nullopt);
+
+    auto running = m_model->selectIndex(1);
+    QCoro::waitFor(m_model->selectIndex(0)); // moves the highlight, and is refused
+    QVERIFY(m_model->filtered().at(0).isSelected);
+    QCoro::waitFor(std::move(running));
+    QCOMPARE(m_model->selectedIndex(), std::optional(1));
+    QCOMPARE(m_opened.size(), 2);
+
+    FileListItem unknown = m_model->filtered().at(0);
+    unknown.id = QUuid::createUuid();
+    QCoro::waitFor(m_model->select(unknown));
+    QCOMPARE(m_model->selectedIndex(), std::optional(1));
+    QVERIFY(m_model->playerManager()->isPlaying());
+    QCoro::waitFor(m_model->selectIndex(0)); // and another one is taken again
+    QCOMPARE(m_model->selectedIndex(), std::optional(0));
+}
+
+void AppViewModelTest::selectionPlaysWhatCanBePlayed_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("unopenable");
+    QTest::addColumn<QString>("played"); // empty: the damaged-file alert
+    const QString name = at("100000");
+    const QString playing = QStringLiteral("playing.mp4");
+    const QString temp = QStringLiteral("temp.mp4");
+    QTest::newRow("with sound") << name << QByteArray("2 1") << QString() << playing;
+    QTest::newRow("without sound") << name << QByteArray("2 0") << QString() << temp;
+    QTest::newRow("sound that can't be made") << name << QByteArray("2 1 no-aac") << QString() << temp;
+    QTest::newRow("broken parameter sets") << name << QByteArray("2 1 damaged") << QString() << QString();
+    QTest::newRow("no remux") << name << QByteArray("2 1 unreadable") << QString() << QString();
+    QTest::newRow("unfinished") << QStringLiteral("N_20240309_100000.mov") << QByteArray("2 1") << QString()
+                                << QString();
+    QTest::newRow("can't be opened") << name << QByteArray("2 1") << playing << QString();
+    QTest::newRow("empty on the card") << name << QByteArray() << QString() << QString();
+}
+
+void AppViewModelTest::selectionPlaysWhatCanBePlayed()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QByteArray, content);
+    QFETCH(const QString, played);
+    QFETCH(const QString, unopenable);
+    m_unopenable = unopenable;
+    m_tools->addRecording(m_card, QStringLiteral("normal"), name, content);
+    addRecordings(m_card, QStringLiteral("normal"), {at("090000")});
+    m_tools->hold(u"read-" % at("090000")); // keeps the background task from ending
+    attach(m_card);
+    QTRY_COMPARE(names().size(), 2);
+    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("090000")), 1);
+    m_tools->clearCalls();
+    m_model->tapRow(0);
+    QTRY_VERIFY(m_model->alertMessage() || m_model->playerManager()->isPlaying());
+
+    QCOMPARE(m_model->alertMessage().has_value(), played.isEmpty());
+    QCOMPARE(m_model->procMessage(), std::optional<QString>());
+    QCOMPARE(m_model->selectedIndex(), std::optional(0));
+    QVERIFY(m_model->filtered().at(0).isSelected);
+    if (played.isEmpty()) {
+        QCOMPARE(*m_model->alertMessage(),
+                 QStringLiteral("영상 파일이 손상되어 정상적으로 재생할 수 없습니다."));
+        QVERIFY(m_model->videoPlayers().isEmpty());
+    } else {
+        QCOMPARE(m_opened.last(), played);
+    }
+    // After a failure the background task stays stopped.
+    m_tools->release(u"read-" % at("090000"));
+    QTRY_COMPARE(countOf(QStringLiteral("end read mov/normal/") + at("090000")), 1);
+    if (!played.isEmpty())
+        QTRY_VERIFY(readSize(m_model->fileList(), at("090000")) > 0);
+    else
+        QCOMPARE(readSize(m_model->fileList(), at("090000")), 0);
+}
+
+void AppViewModelTest::cardGoneDuringTheFetchEndsTheSelection()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000")});
+    m_tools->space = noRoom;
+    m_tools->hold(u"read-" % at("100000"));
+    attach(m_card);
+    QTRY_COMPARE(names().size(), 1);
+    auto selection = m_model->selectIndex(0);
+    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("100000")), 1);
+    QVERIFY(m_model->procMessage());
+    detach();
+    // Another card of as many rows comes before the tool has ended.
+    const QString second = m_tools->addCard(m_card.section(u'/', -1) + u'b');
+    addRecordings(second, QStringLiteral("normal"), {at("200000")});
+    attach(second);
+    QTRY_COMPARE(names(), QStringList(at("200000")));
+    m_tools->release(u"read-" % at("100000"));
+    QCoro::waitFor(std::move(selection));
+    QCOMPARE(m_model->procMessage(), std::optional<QString>());
+    QCOMPARE(m_model->alertMessage(), std::optional<QString>());
+    QCOMPARE(m_opened, QStringList());
+    QCOMPARE(readSize(m_model->filtered(), at("200000")), 0);
+    QCoro::waitFor(m_model->selectIndex(0)); // the state is idle again
+    QVERIFY(m_model->playerManager()->isPlaying());
+}
+
+void AppViewModelTest::tabChangeDuringTheFetchLeavesOtherRowsAlone()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000")});
+    addRecordings(m_card, QStringLiteral("event"), {at("110000"), at("120000")});
+    m_tools->space = noRoom;
+    m_tools->hold(u"read-" % at("100000"));
+    attach(m_card);
+    QTRY_COMPARE(names().size(), 1);
+    auto selection = m_model->selectIndex(0);
+    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("100000")), 1);
+    m_model->chooseTab(1);
+    QTRY_COMPARE(names(), QStringList({at("120000"), at("110000")}));
+    m_tools->release(u"read-" % at("100000"));
+    QCoro::waitFor(std::move(selection));
+    QVERIFY(m_model->playerManager()->isPlaying());
+    QCOMPARE(m_opened.last(), QStringLiteral("playing.mp4"));
+    for (const FileListItem &item : m_model->filtered())
+        QVERIFY(item.read == 0 && !item.isSelected);
+}
+
+void AppViewModelTest::clickWaitsForARunningExtractionOfThatRecording()
+{
+    const QString name = at("100000");
+    addRecordings(m_card, QStringLiteral("normal"), {name});
+    m_tools->hold(u"read-" % name);
+    attach(m_card);
+    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + name), 1);
+    QTRY_COMPARE(names().size(), 1);
+    auto selection = m_model->selectIndex(0);
+    QTRY_VERIFY(m_model->procMessage());
+    QTest::qWait(50); // a second tool would have been started by now
+    QCOMPARE(countOf(QStringLiteral("read mov/normal/") + name), 1);
+    m_tools->release(u"read-" % name);
+    QCoro::waitFor(std::move(selection));
+    QVERIFY(m_model->playerManager()->isPlaying());
+}
+
+void AppViewModelTest::recordingsNamedLikeWorkFilesSurvive()
+{
+    const QStringList reserved{QStringLiteral("temp.mp4"), QStringLiteral("playing.mp4")};
+    addRecordings(m_card, QStringLiteral("normal"), reserved + QStringList{at("100000")});
+    loadWholeCard();
+    const QDir folder(processvalues::tempRoot() + QStringLiteral("mov/normal"));
+    for (const QString &name : {at("100000"), reserved[0], reserved[1], reserved[0]}) {
+        QCoro::waitFor(m_model->selectIndex(row(name)));
+        QCOMPARE(m_model->alertMessage(), std::optional<QString>());
+        for (const QString &file : reserved) {
+            QFile copy(folder.filePath(file));
+            QVERIFY(copy.open(QIODevice::ReadOnly));
+            QCOMPARE(copy.readAll(), "2 1 " + file.toUtf8());
+        }
+    }
+    QCOMPARE(folder.entryList(QDir::Files).size(), 4); // the recordings, and what plays
+}
+
+void AppViewModelTest::previewIsResetForAnotherNumberOfChannels()
+{
+    m_tools->addRecording(m_card, QStringLiteral("normal"), at("100000"), "2 1");
+    m_tools->addRecording(m_card, QStringLiteral("normal"), at("110000"), "2 0");
+    m_tools->addRecording(m_card, QStringLiteral("normal"), at("120000"), "5 1");
+    loadWholeCard();
+    QCoro::waitFor(m_model->selectIndex(2));
+    QCOMPARE(m_model->previousChannels(), 2);
+    m_model->setVideoChannel(1);
+    QCoro::waitFor(m_model->selectIndex(1));
+    QCOMPARE(m_model->videoChannel(), 1);
+    QCoro::waitFor(m_model->selectIndex(0));
+    QCOMPARE(m_model->videoChannel(), -1);
+    QCOMPARE(m_model->videoPlayerObjects().size(), 5);
+    QCOMPARE(QCoro::waitFor(m_model->getVideoCount(m_tools->path(QStringLiteral("missing")))), 0);
+}
+
+void AppViewModelTest::nextGoesDownPreviousAndTheEndGoUp()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000"), at("110000"), at("120000")});
+    QCoro::waitFor(m_model->selectNext());
+    QCOMPARE(m_model->selectedIndex(), std::optional<int>());
+    loadWholeCard();
+    QCoro::waitFor(m_model->selectNext());
+    QCOMPARE(m_model->selectedIndex(), std::optional<int>());
+    QCoro::waitFor(m_model->selectIndex(1));
+    QCoro::waitFor(m_model->selectNext());
+    QCOMPARE(m_model->selectedIndex(), std::optional(2));
+    QCoro::waitFor(m_model->selectNext());
+    QCOMPARE(m_model->selectedIndex(), std::optional(2));
+    QCoro::waitFor(m_model->selectPrevious());
+    QCOMPARE(m_model->selectedIndex(), std::optional(1));
+
+    m_opened.clear();
+    static_cast<ScriptedTrackPlayer *>(m_model->videoPlayers().at(0).get())->end();
+    QTRY_COMPARE(m_model->selectedIndex(), std::optional(0));
+    QTRY_COMPARE(m_opened, QStringList({at("120000"), QStringLiteral("playing.mp4")}));
+    QTRY_VERIFY(m_model->playerManager()->isPlaying());
+    static_cast<ScriptedTrackPlayer *>(m_model->videoPlayers().at(0).get())->end();
+    QTest::qWait(0);
+    QVERIFY(!m_model->playerManager()->isPlaying());
+    QCOMPARE(m_opened.size(), 2);
+
+    // After another card's shorter list the index may lie beyond the end.
+    QCoro::waitFor(m_model->selectIndex(2));
+    m_model->clearFiltered();
+    QCoro::waitFor(m_model->selectNext());
+    QCoro::waitFor(m_model->selectPrevious());
+    QCOMPARE(m_model->selectedIndex(), std::optional(2));
+}
+
+void AppViewModelTest::cancelTakesEffectAfterTheRunningTool()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000"), at("110000")});
+    m_tools->hold(u"read-" % at("110000"));
+    attach(m_card);
+    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("110000")), 1);
+    m_model->cancelLoading();
+    m_tools->release(u"read-" % at("110000"));
+    const QString path = processvalues::tempRoot() + QStringLiteral("mov/normal/") + at("110000");
+    QTRY_COMPARE(countOf(QStringLiteral("end read mov/normal/") + at("110000")), 1);
+    QTest::qWait(50); // nothing is to come
+    QVERIFY(QFileInfo(path).size() > 0); // the tool went on to its end
+    QCOMPARE(readSize(m_model->fileList(), at("110000")), 0);
+    QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
+
+    m_model->startLoading();
+    m_model->startLoading(); // takes the first one's place
+    QTRY_VERIFY(readSize(m_model->filtered(), at("100000")) > 0);
+    QCOMPARE(countOf(QStringLiteral("read mov/normal/") + at("100000")), 1);
+}
+
+void AppViewModelTest::extractionWaitsForAlertsAndRoom()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000"), at("110000")});
+    m_tools->hold(u"read-" % at("110000"));
+    attach(m_card);
+    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("110000")), 1);
+    m_model->setIsAlerting(true);
+    m_tools->space = noRoom;
+    m_tools->release(u"read-" % at("110000"));
+    QTRY_VERIFY(readSize(m_model->fileList(), at("110000")) > 0);
+    QTest::qWait(50);
+    QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
+    m_model->setIsAlerting(false);
+    QTest::qWait(50);
+    QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
+    QCOMPARE(m_model->alertMessage(), std::optional<QString>());
+    m_tools->space = room;
+    QTRY_VERIFY(readSize(m_model->fileList(), at("100000")) > 0);
+}
+
+void AppViewModelTest::allTicksAreOnePublication()
+{
+    addRecordings(m_card, QStringLiteral("normal"), {at("100000"), at("110000"), at("120000")});
+    loadWholeCard();
+    QSignalSpy published(m_model.get(), &AppViewModel::filteredChanged);
+    m_model->setAllChecked(true);
+    QCOMPARE(published.size(), 1);
+    m_model->setChecked(0, false);
+    QCOMPARE(published.size(), 2);
+    QVERIFY(m_model->isAllChecked());
+    QCOMPARE(m_model->checkedItems().size(), 2);
+    for (const FileListItem &item : m_model->fileList())
+        QVERIFY(!item.isChecked);
+}
+
+QTEST_GUILESS_MAIN(AppViewModelTest)
+#include "tst_appviewmodel.moc"
