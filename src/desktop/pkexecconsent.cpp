@@ -4,11 +4,13 @@
 #include "toollookup.h"
 
 #include <fcntl.h>
-#include <QCoroProcess>
-#include <QCoroSignal>
+#include <memory>
+#include <QCoroFuture>
 #include <QFile>
 #include <QFileInfo>
+#include <QFuture>
 #include <QProcess>
+#include <QPromise>
 #include <QStandardPaths>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -62,6 +64,32 @@ QString outcomeOf(const QProcess &child, const QByteArray &output)
     return words.isEmpty() ? text : text + QStringLiteral(": ") + words;
 }
 
+// Also told when the start fails. An awaiter of the signal itself would bind its private argument, a null
+// reference.
+QFuture<void> endOf(const QProcess &child)
+{
+    const auto end = std::make_shared<QPromise<void>>();
+    end->start();
+    QObject::connect(&child, &QProcess::stateChanged, [end](QProcess::ProcessState state) {
+        if (state == QProcess::NotRunning)
+            end->finish();
+    });
+    return end->future();
+}
+
+QString changeToSetUserIdRoot(int file)
+{
+    struct stat status = {};
+    if (::fstat(file, &status) != 0)
+        return reason(errno);
+    if (!S_ISREG(status.st_mode))
+        return QStringLiteral("is no regular file");
+    // The owner first: changing it clears the bit.
+    if (::fchown(file, 0, 0) != 0 || ::fchmod(file, (status.st_mode & 0777) | S_ISUID) != 0)
+        return reason(errno);
+    return {};
+}
+
 } // namespace
 
 QString setUserIdRoot(const QString &toolPath)
@@ -70,16 +98,7 @@ QString setUserIdRoot(const QString &toolPath)
         ::open(QFile::encodeName(toolPath).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (file < 0)
         return reason(errno);
-    struct stat status = {};
-    QString error;
-    if (::fstat(file, &status) != 0)
-        error = reason(errno);
-    else if (!S_ISREG(status.st_mode))
-        error = QStringLiteral("is no regular file");
-    else if (::fchown(file, 0, 0) != 0) // first, since it clears the bit
-        error = reason(errno);
-    else if (::fchmod(file, (status.st_mode & 0777) | S_ISUID) != 0)
-        error = reason(errno);
+    const QString error = changeToSetUserIdRoot(file);
     ::close(file);
     return error;
 }
@@ -117,8 +136,8 @@ QCoro::Task<QString> PkexecConsent::makeSetUserIdRoot(QString toolPath)
     QProcess child;
     child.setProcessChannelMode(QProcess::MergedChannels);
     child.setStandardInputFile(QProcess::nullDevice());
+    const QFuture<void> end = endOf(child);
     child.start(pkexec, argumentsFor(toolPath), QIODevice::ReadOnly);
-    while (child.state() != QProcess::NotRunning)
-        co_await qCoro(&child, &QProcess::stateChanged);
+    co_await qCoro(end).waitForFinished();
     co_return outcomeOf(child, child.readAll());
 }

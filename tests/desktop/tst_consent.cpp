@@ -126,6 +126,8 @@ void ConsentTest::missesPkexec()
     qputenv("PATH", path(u"it's; data"_s).toUtf8());
     PkexecConsent consent(false, QString());
     QVERIFY(QCoro::waitFor(consent.makeSetUserIdRoot(m_tool)).contains(u"pkexec is not installed"));
+    write(path(u"it's; data/pkexec"_s), "#!/no/such/interpreter\n");
+    QVERIFY(QCoro::waitFor(consent.makeSetUserIdRoot(m_tool)).startsWith(u"pkexec can't be started"));
 }
 
 void ConsentTest::rootAsksNobody()

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr off_t largestTool = 256 * 1024 * 1024;
+constexpr off_t largestTool = off_t{256} * 1024 * 1024;
 constexpr mode_t setUserIdMode = S_ISUID | 0755;
 
 Failure failure(const std::string &what, int errorNumber) { return what + ": " + std::strerror(errorNumber); }
