@@ -19,6 +19,8 @@ FocusScope {
         moved(Math.max(0, Math.min(1, value)));
     }
     function jump(value: real) {
+        if (!enabled)
+            return;
         drag(value);
         editingChanged(false);
     }
@@ -68,8 +70,7 @@ FocusScope {
                 return;
             const wanted = value;
             value = Qt.binding(() => root.shownValue);
-            if (enabled)
-                root.jump(wanted);
+            root.jump(wanted);
         }
 
         anchors.fill: parent
@@ -102,7 +103,7 @@ FocusScope {
         Accessible.name: root.name
         Accessible.description: root.description
         Accessible.focusable: true
-        Accessible.readOnly: !enabled
+        Accessible.readOnly: !root.enabled
         Accessible.onIncreaseAction: root.jump(root.shownValue + root.stepSize)
         Accessible.onDecreaseAction: root.jump(root.shownValue - root.stepSize)
     }

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls.impl
+import Vornex.Widgets
 
 /// A square button with an icon, drawn in white whatever the desktop's theme.
 PlainButton {

@@ -54,6 +54,7 @@ FocusScope {
 
         Line {
             id: titleLine
+            objectName: "title"
             text: root.title
             color: Theme.gray
             font.pixelSize: Theme.headlineSize
@@ -62,6 +63,7 @@ FocusScope {
         }
         Line {
             id: messageLine
+            objectName: "message"
             visible: text !== ""
             text: root.message
             color: "black"
@@ -70,6 +72,7 @@ FocusScope {
         }
         PlainButton {
             id: button
+            objectName: "button"
             anchors.horizontalCenter: parent.horizontalCenter
             visible: root.buttonText !== ""
             focus: true

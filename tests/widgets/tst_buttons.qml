@@ -1,0 +1,107 @@
+import QtQuick
+import QtTest
+import Vornex.Widgets
+
+Item {
+    id: root
+    width: 300
+    height: 100
+
+    Rectangle {
+        anchors.fill: parent
+        color: Theme.window
+    }
+    Row {
+        ImageButton {
+            id: image
+            name: "play"
+            system: "media-playback-start"
+        }
+        TextButton {
+            id: text
+            name: "channel"
+            title: "CH All"
+        }
+    }
+    PlaceHolder {
+        id: empty
+        y: 50
+        width: 100
+        height: 40
+    }
+
+    TestCase {
+        name: "Buttons"
+        when: windowShown
+
+        function cleanup() {
+            image.enabled = true;
+            image.system = "media-playback-start";
+        }
+
+        function test_act_data() {
+            return [{ tag: "image", button: image }, { tag: "text", button: text }];
+        }
+        function test_act(row) {
+            const clicks = createTemporaryObject(spy, root, { target: row.button });
+            mouseClick(row.button, 1, 1); // the whole frame takes the click
+            mouseClick(row.button, row.button.width - 1, 33);
+            row.button.forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Space);
+            keyClick(Qt.Key_Return);
+            keyClick(Qt.Key_Enter);
+            compare(clicks.count, 5);
+            row.button.Accessible.pressAction();
+            compare(clicks.count, 6);
+            row.button.enabled = false;
+            mouseClick(row.button);
+            row.button.Accessible.pressAction();
+            compare(clicks.count, 6);
+            row.button.enabled = true;
+        }
+
+        function test_sizes() {
+            compare([image.width, image.height], [34, 34]);
+            compare([text.width, text.height], [60, 34]);
+        }
+
+        /// Where there is more white than background in a row of pixels through the middle of the button.
+        function whitePixels() {
+            const picture = grabImage(image);
+            let count = 0;
+            for (let x = 8; x < 26; ++x)
+                count += picture.red(x, 17) > 150 && picture.blue(x, 17) > 150 ? 1 : 0;
+            return count;
+        }
+
+        function test_iconsAreWhiteWhateverTheTheme_data() {
+            return [
+                { tag: "only ours", system: "media-playback-start", white: 11 },
+                { tag: "the theme's, of half the width", system: "media-eject", white: 8 },
+                { tag: "ours, since the theme's is coloured", system: "media-playback-stop", white: 11 },
+                { tag: "none", system: "no-such-icon", white: 0 }
+            ];
+        }
+        function test_iconsAreWhiteWhateverTheTheme(row) {
+            if (row.white === 0)
+                ignoreWarning(/no-such-icon/);
+            image.system = row.system;
+            tryVerify(() => Math.abs(whitePixels() - row.white) <= 1);
+        }
+
+        function test_placeHolderFadesToTheLowerRight() {
+            const picture = grabImage(empty);
+            const background = 0x1e;
+            fuzzyCompare(picture.red(1, 1), background + (128 - background) * 0.2, 3);
+            fuzzyCompare(picture.red(98, 38), background + (128 - background) * 0.05, 3);
+            verify(picture.red(50, 20) < picture.red(1, 1));
+        }
+    }
+
+    Component {
+        id: spy
+        SignalSpy {
+            signalName: "clicked"
+        }
+    }
+}

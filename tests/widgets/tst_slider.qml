@@ -1,0 +1,111 @@
+import QtQuick
+import QtTest
+import Vornex.Widgets
+
+Item {
+    id: root
+    width: 300
+    height: 60
+
+    property real position: 0.5
+    property var told: []
+
+    CustomSlider {
+        id: slider
+        width: 200
+        value: root.position
+        stepSize: 0.1
+        onEditingChanged: editing => root.told.push(editing)
+        onMoved: value => {
+            root.told.push(value);
+            root.position = value;
+        }
+    }
+
+    TestCase {
+        name: "CustomSlider"
+        when: windowShown
+
+        function init() {
+            slider.enabled = true;
+            root.position = 0.5;
+            root.told = [];
+        }
+        function control() { // the part that takes mouse, keys and assistive technologies
+            return slider.children[slider.children.length - 1];
+        }
+
+        function test_clickIsAShortDrag() {
+            mouseClick(slider, 50, 8);
+            compare(root.told, [true, 0.25, false]);
+            compare(slider.value, 0.25);
+        }
+
+        function test_dragTellsEachChangeAndClamps() {
+            mousePress(slider, 100, 8);
+            mouseMove(slider, 150, 30);
+            mouseMove(slider, 260, 8);
+            mouseMove(slider, -40, 8);
+            mouseRelease(slider, -40, 8);
+            compare(root.told, [true, 0.5, true, 0.75, true, 1, true, 0, false]);
+        }
+
+        function test_keys_data() {
+            return [
+                { tag: "left", key: Qt.Key_Left, from: 0.5, to: 0.4 },
+                { tag: "right", key: Qt.Key_Right, from: 0.5, to: 0.6 },
+                { tag: "left at the start", key: Qt.Key_Left, from: 0, to: 0 },
+                { tag: "right near the end", key: Qt.Key_Right, from: 0.95, to: 1 },
+                { tag: "home", key: Qt.Key_Home, from: 0.5, to: 0 },
+                { tag: "end", key: Qt.Key_End, from: 0.5, to: 1 }
+            ];
+        }
+        function test_keys(row) {
+            root.position = row.from;
+            control().forceActiveFocus(Qt.TabFocusReason);
+            keyClick(row.key);
+            compare(root.told.length, 3);
+            fuzzyCompare(root.told[1], row.to, 1e-9);
+            compare([root.told[0], root.told[2]], [true, false]);
+        }
+
+        // As a screen reader does it.
+        function test_writtenValueIsARequest() {
+            control().value = 0.8;
+            compare(root.told, [true, 0.8, false]);
+            root.position = 0.3; // and the binding is still there
+            compare(control().value, 0.3);
+            compare(slider.value, 0.3);
+        }
+
+        function test_disabledTakesNothingAndEndsADrag() {
+            mousePress(slider, 100, 8);
+            slider.enabled = false;
+            compare(root.told, [true, 0.5, false]);
+            mouseRelease(slider, 100, 8);
+            mouseClick(slider, 50, 8);
+            control().value = 0.8;
+            compare(root.told.length, 3);
+        }
+
+        function test_looks_data() {
+            return [
+                { tag: "inside", value: 0.25, filled: 50, thumb: 44 },
+                { tag: "start", value: 0, filled: 0, thumb: -6 },
+                { tag: "beyond the end", value: 1.5, filled: 200, thumb: 194 },
+                { tag: "no number", value: NaN, filled: 0, thumb: -6 }
+            ];
+        }
+        function test_looks(row) {
+            root.position = row.value;
+            const track = slider.children[0];
+            const filled = slider.children[1];
+            const thumb = slider.children[2];
+            compare(slider.height, 16);
+            compare([track.width, track.height, track.y], [200, 2, 7]);
+            compare([filled.width, filled.height], [row.filled, 2]);
+            compare([thumb.x, thumb.y, thumb.width, thumb.height], [row.thumb, 2, 12, 12]);
+            compare(root.told, []);
+        }
+    }
+}
