@@ -20,6 +20,7 @@ class MultiTrackPlayer : public QObject
     QML_ELEMENT
     QML_UNCREATABLE("There is one, and the application's state owns it")
     Q_PROPERTY(QObjectList videoPlayerObjects READ videoPlayerObjects NOTIFY videoPlayersChanged FINAL)
+    Q_PROPERTY(int videoPlayerCount READ videoPlayerCount NOTIFY videoPlayersChanged FINAL)
     Q_PROPERTY(double currentTime READ currentTime NOTIFY currentTimeChanged FINAL)
     Q_PROPERTY(double duration READ duration NOTIFY durationChanged FINAL)
     Q_PROPERTY(double progress READ progress WRITE setProgress NOTIFY progressChanged FINAL)
@@ -35,6 +36,7 @@ public:
     /// One per usable video track; the place in the list is the channel.
     [[nodiscard]] const TrackPlayerList &videoPlayers() const { return m_videoPlayers; }
     [[nodiscard]] QObjectList videoPlayerObjects() const;
+    [[nodiscard]] int videoPlayerCount() const { return int(m_videoPlayers.size()); }
     void clearVideoPlayers();
     [[nodiscard]] TrackPlayerPtr audioPlayer() const { return m_audioPlayer; }
 
