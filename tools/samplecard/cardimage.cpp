@@ -102,8 +102,7 @@ Failure makeExt4(const CardImageSetup &setup)
                 QStringLiteral("offset=%1,hash_seed=%2,lazy_itable_init=1,root_owner=0:0,nodiscard")
                     .arg(ext4Offset)
                     .arg(id),
-                QStringLiteral("-d"), setup.contents, setup.image,
-                QString::number((setup.bytes - ext4Offset) / ext4BlockSize)},
+                setup.image, QString::number((setup.bytes - ext4Offset) / ext4BlockSize)},
                setup.made);
 }
 

@@ -6,7 +6,6 @@
 #include <QDateTime>
 
 struct CardImageSetup {
-    QString contents; ///< folder whose files and folders become the ext4 side
     QString image; ///< file to make
     qint64 bytes = 0;
     bool isPartitioned = false; ///< one FAT partition in a table, else the FAT volume starts the card
@@ -18,5 +17,5 @@ struct CardImageSetup {
 /// First byte of the ext4 side; before it lies the FAT volume.
 inline constexpr qint64 ext4Offset = 104857600;
 
-/// Makes the image without mounting anything, by the tools of e2fsprogs, dosfstools and fdisk.
+/// Makes the image, with an empty ext4 side, by the tools of e2fsprogs, dosfstools and fdisk.
 [[nodiscard]] Failure makeCardImage(const CardImageSetup &setup);

@@ -48,7 +48,8 @@ public:
             return 0;
         }
         const double turn = std::abs(m_road.curvatureAt(distance + speed));
-        const double wish = std::min(m_road.cruiseMps(), std::sqrt(comfortableTurn / std::max(turn, 1e-4)));
+        const double traffic = m_road.cruiseMps() * (0.88 + 0.12 * std::sin(distance / 260));
+        const double wish = std::min(traffic, std::sqrt(comfortableTurn / std::max(turn, 1e-4)));
         if (toSignal < speed * speed / (2 * braking) + 2)
             return std::max(speed - braking * step, 0.0);
         return std::clamp(wish, speed - braking * step, speed + pullAway * step);

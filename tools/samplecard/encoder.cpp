@@ -136,7 +136,7 @@ Failure SoundEncoder::open()
     m_codec->sample_fmt = AV_SAMPLE_FMT_FLTP;
     m_codec->sample_rate = sampleRate;
     av_channel_layout_default(&m_codec->ch_layout, m_channelCount);
-    m_codec->bit_rate = 64000 * m_channelCount;
+    m_codec->bit_rate = qint64{64000} * m_channelCount;
     m_codec->time_base = {1, sampleRate};
     m_codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
     if (const int code = avcodec_open2(m_codec.get(), coder, nullptr); code < 0)

@@ -70,8 +70,9 @@ constexpr Cells cells(int channel, int frameNumber)
 /// The cell's place in a picture of width and height 1.
 constexpr QRectF cellRect(int cell)
 {
-    return {double(cell % columns) / columns, 1.0 - (rows - cell / columns) * rowHeight, 1.0 / columns,
-            rowHeight};
+    const int row = cell / columns;
+    const int column = cell % columns;
+    return {double(column) / columns, 1.0 - (rows - row) * rowHeight, 1.0 / columns, rowHeight};
 }
 
 } // namespace framemark

@@ -1,16 +1,17 @@
 #include "avhandles.h"
 #include "cardimage.h"
 #include "cardplan.h"
+#include "ext4writer.h"
+#include "interruption.h"
 #include "options.h"
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <future>
 #include <mutex>
+#include <QBuffer>
 #include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -50,37 +51,14 @@ private:
     bool m_isTerminal = ::isatty(STDERR_FILENO) == 1;
 };
 
-Failure writeText(const QString &path, const QByteArray &text)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.flush())
-        return QStringLiteral("cannot write %1: %2").arg(path, file.errorString());
-    return {};
-}
-
-Failure setTime(const QString &path, const QDateTime &time)
-{
-    std::error_code error;
-    const std::chrono::sys_seconds at{std::chrono::seconds{time.toSecsSinceEpoch()}};
-    std::filesystem::last_write_time(path.toStdString(), std::chrono::file_clock::from_sys(at), error);
-    if (error)
-        return QStringLiteral("cannot date %1: %2").arg(path, QString::fromStdString(error.message()));
-    return {};
-}
-
-/// The recordings, several at a time; each dated by its own end.
+/// Makes the recordings, several at a time, as files 0, 1, 2 and so on.
 Failure writeRecordings(const QList<CardRecording> &recordings, const QString &folder)
 {
     Progress progress(static_cast<int>(recordings.size()));
     std::atomic<qsizetype> next = 0;
     const auto work = [&]() -> Failure {
         for (qsizetype i = next++; i < recordings.size(); i = next++) {
-            const CardRecording &recording = recordings[i];
-            const QString path = folder + u'/' + recording.path;
-            Failure failed = writeRecording(recording.plan, path);
-            if (!failed)
-                failed = setTime(path, recording.plan.start.addSecs(recording.plan.seconds));
-            if (failed) {
+            if (Failure failed = writeRecording(recordings[i].plan, folder + u'/' + QString::number(i))) {
                 next = recordings.size();
                 return failed;
             }
@@ -98,27 +76,33 @@ Failure writeRecordings(const QList<CardRecording> &recordings, const QString &f
     return failed;
 }
 
-Failure writeContents(const Options &options, const QString &folder, const QList<CardRecording> &recordings,
-                      const QDateTime &made)
+/// The ext4 side: settings and index files, then the recordings, each dated by its end.
+Failure fillCard(const Options &options, const QString &image, const QDateTime &made,
+                 const QList<CardRecording> &recordings, const QString &folder)
 {
-    const QStringList folders{QStringLiteral("cfg"),        QStringLiteral("mov/normal"),
-                              QStringLiteral("mov/event"),  QStringLiteral("mov/park"),
-                              QStringLiteral("mov/manual"), QStringLiteral("mov/saved")};
-    for (const QString &name : folders)
-        if (!QDir(folder).mkpath(name))
-            return QStringLiteral("cannot make %1/%2").arg(folder, name);
-    if (Failure failed = writeRecordings(recordings, folder))
+    Ext4Writer card;
+    if (Failure failed = card.open(image, ext4Offset, made))
         return failed;
-    for (const CardText &text : planTexts(options, recordings)) {
-        if (Failure failed = writeText(folder + u'/' + text.path, text.text))
+    for (const char *name : {"cfg", "mov", "mov/normal", "mov/event", "mov/park", "mov/manual", "mov/saved"})
+        if (Failure failed = card.makeFolder(QLatin1String(name)))
             return failed;
-        if (Failure failed = setTime(folder + u'/' + text.path, made))
+    for (const CardText &text : planTexts(options, recordings)) {
+        QBuffer buffer;
+        buffer.setData(text.text);
+        buffer.open(QIODevice::ReadOnly);
+        if (Failure failed = card.addFile(text.path, buffer, made))
             return failed;
     }
-    for (const QString &name : folders + QStringList{QStringLiteral("mov"), QStringLiteral(".")})
-        if (Failure failed = setTime(folder + u'/' + name, made))
+    for (qsizetype i = 0; i < recordings.size(); ++i) {
+        const RecordingPlan &plan = recordings[i].plan;
+        QFile file(folder + u'/' + QString::number(i));
+        if (!file.open(QIODevice::ReadOnly))
+            return QStringLiteral("cannot read %1: %2").arg(file.fileName(), file.errorString());
+        if (Failure failed = card.addFile(recordings[i].path, file, plan.start.addSecs(plan.seconds)))
             return failed;
-    return {};
+        file.remove();
+    }
+    return card.close();
 }
 
 Failure makeCard(const Options &options, const QString &workFolder, const QString &image)
@@ -126,11 +110,12 @@ Failure makeCard(const Options &options, const QString &workFolder, const QStrin
     const QList<CardRecording> recordings = planRecordings(options);
     const QDateTime made = recordings.isEmpty() ? singleRecording(options).start
                                                 : recordings.last().plan.start.addSecs(options.seconds);
-    const QString contents = workFolder + QStringLiteral("/card");
-    if (Failure failed = writeContents(options, contents, recordings, made))
+    if (Failure failed = makeCardImage(
+            {image, options.cardBytes, options.isPartitioned, options.label, options.seed, made}))
         return failed;
-    return makeCardImage(
-        {contents, image, options.cardBytes, options.isPartitioned, options.label, options.seed, made});
+    if (Failure failed = writeRecordings(recordings, workFolder))
+        return failed;
+    return fillCard(options, image, made, recordings, workFolder);
 }
 
 /// Everything is made in a folder beside the target, which then takes its place in one step.
@@ -155,6 +140,7 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     av_log_set_level(AV_LOG_ERROR);
+    interruption::watch();
     const ParsedOptions parsed = parseOptions(QCoreApplication::arguments());
     if (parsed.isHelp) {
         std::fputs(parsed.message.toLocal8Bit().constData(), stdout);

@@ -1,10 +1,14 @@
 #include "options.h"
 
+#include <algorithm>
+#include <limits>
 #include <QCommandLineParser>
 
 namespace {
 
 constexpr int mostChannels = 5;
+constexpr qint64 leastBytes = qint64{104} << 20; // the FAT side takes 100 MiB of it
+constexpr qint64 mostBytes = qint64{1} << 40;
 constexpr QSize fullHd{1920, 1080};
 constexpr QSize hd{1280, 720};
 
@@ -52,8 +56,8 @@ public:
             text.chop(1);
         bool isNumber = false;
         const qint64 given = text.toLongLong(&isNumber);
-        if (!isNumber || given < 1 || given > ((qint64{1} << 40) >> shift))
-            return complain(name, QStringLiteral("bytes, or with a unit K, M or G, up to 1024G"));
+        if (!isNumber || given < 1 || given > (mostBytes >> shift) || (given << shift) < leastBytes)
+            return complain(name, QStringLiteral("bytes, or with a unit K, M or G, from 104M to 1024G"));
         value = given << shift;
     }
     void channels(const QString &name, QList<int> &value)

@@ -2,6 +2,7 @@
 
 #include "damage.h"
 #include "encoder.h"
+#include "interruption.h"
 #include "telemetry.h"
 
 #include <algorithm>
@@ -169,9 +170,12 @@ public:
     [[nodiscard]] Failure record()
     {
         m_container.writeBlock(telemetry::channelBlock(m_plan.pictures, m_plan.fps));
-        for (int second = 0; second < m_plan.seconds; ++second)
+        for (int second = 0; second < m_plan.seconds; ++second) {
+            if (interruption::isAsked())
+                return QStringLiteral("interrupted");
             if (Failure failed = recordSecond(second))
                 return failed;
+        }
         return m_plan.ending == Ending::PowerCut ? m_container.breakOff() : m_container.finish();
     }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace {
 
@@ -75,18 +76,19 @@ Scene::Scene(Outlook outlook, QSize picture, int hour, std::uint32_t seed)
     // Hills with whole waves round the turn, so that the ends meet; before them the houses of the town.
     const double width = m_backdrop.width();
     for (int x = 0; x < m_backdrop.width(); ++x) {
-        const double angle = x / width * 2 * M_PI;
+        const double angle = x / width * 2 * std::numbers::pi;
         const double height =
             m_picture.height() * (0.07 + 0.03 * std::sin(3 * angle + m_seed) + 0.015 * std::sin(11 * angle));
         painter.fillRect(QRectF(x, m_horizon - height, 1, height + 1), m_light.far.lighter(115));
     }
     Dice dice(seed);
-    for (double x = 0; x < width - m_picture.width() * 0.04;
-         x += m_picture.width() * dice.between(0.02, 0.06)) {
+    double x = 0;
+    while (x < width - m_picture.width() * 0.04) {
         const QSizeF size(m_picture.width() * dice.between(0.02, 0.05),
                           m_picture.height() * dice.between(0.03, 0.16));
         painter.fillRect(QRectF(QPointF(x, m_horizon - size.height()), size + QSizeF(0, 1)),
                          m_light.far.darker(100 + dice.below(30)));
+        x += m_picture.width() * dice.between(0.02, 0.06);
     }
 }
 
@@ -155,9 +157,11 @@ void Scene::drawRoad(QPainter &painter, const DriveState &state, double way) con
          QColor(216, 176, 40).darker(static_cast<int>(100 / m_light.glow)));
     band(nearest, farthest, edge - 0.1, edge + 0.1, m_light.paint);
     for (const double side : {-laneWidth / 2, laneWidth / 2})
-        for (double at = dashPeriod - wrapped(way, dashPeriod) - dashPeriod; at < 90; at += dashPeriod)
+        for (int dash = 0; dash < 8; ++dash) {
+            const double at = dash * dashPeriod - wrapped(way, dashPeriod);
             if (at + dashLength > nearest)
                 band(std::max(at, nearest), at + dashLength, side - 0.08, side + 0.08, m_light.paint);
+        }
 }
 
 void Scene::drawRoadside(QPainter &painter, const DriveState &state, double way) const
