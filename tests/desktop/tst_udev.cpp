@@ -11,7 +11,12 @@
 #include <QDBusVirtualObject>
 #include <QDir>
 #include <QProcess>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 #include <QTest>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -49,6 +54,7 @@ private Q_SLOTS:
     void followsACardThroughAReader();
     void seesADiskThatCameBeforeTheScan();
     void tellsPartitionsFromDisks();
+    void namesAMountedVolumeByItsLabel();
     void asksForTheFatVolumeOnly();
     void asksForNothingElse();
     void cleanupTestCase();
@@ -56,6 +62,19 @@ private Q_SLOTS:
 private:
     QString addDisk(const char *name, const char *size, const char *parent = nullptr);
     void watch(UdevDiskWatcher &watcher);
+    [[nodiscard]] QString testbedRoot() const
+    {
+        gchar *root = umockdev_testbed_get_root_dir(m_testbed.get());
+        const QString text = QString::fromUtf8(root);
+        g_free(root);
+        return text;
+    }
+    static QProcessEnvironment withoutTestbed()
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove(u"LD_PRELOAD"_s);
+        return environment;
+    }
     struct Unref {
         void operator()(UMockdevTestbed *testbed) const { g_object_unref(testbed); }
     };
@@ -69,9 +88,7 @@ private:
 void UdevTest::initTestCase()
 {
     QVERIFY2(qgetenv("LD_PRELOAD").contains("umockdev"), "run it by ctest or umockdev-wrapper");
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(u"LD_PRELOAD"_s);
-    m_bus.setProcessEnvironment(environment);
+    m_bus.setProcessEnvironment(withoutTestbed());
     m_bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
     QVERIFY2(m_bus.waitForReadyRead(), qPrintable(m_bus.errorString()));
     const QByteArray address = m_bus.readLine().trimmed();
@@ -106,10 +123,8 @@ QString UdevTest::addDisk(const char *name, const char *size, const char *parent
                                               "STORAGE\\x20DEVICE", "DISKSEQ", "7", nullptr);
     const QString text = QString::fromUtf8(path);
     g_free(path);
-    gchar *root = umockdev_testbed_get_root_dir(m_testbed.get());
-    QDir(QString::fromUtf8(root)).mkpath(u"dev"_s);
-    QFile file(QString::fromUtf8(root) + QString::fromLatin1(node));
-    g_free(root);
+    QDir().mkpath(testbedRoot() + u"/dev"_s);
+    QFile file(testbedRoot() + QString::fromLatin1(node));
     if (!file.open(QIODevice::WriteOnly))
         qFatal("can't make the node");
     return text;
@@ -183,6 +198,48 @@ void UdevTest::tellsPartitionsFromDisks()
     QTRY_COMPARE(m_told,
                  (QStringList{u"+/dev/sdb STORAGE DEVICE whole removable"_s,
                               u"+/dev/sdb1 STORAGE DEVICE part removable"_s}));
+}
+
+// A real mount, whose device the testbed describes as a card's.
+void UdevTest::namesAMountedVolumeByItsLabel()
+{
+    if (::geteuid() != 0)
+        QSKIP("only root can mount");
+    QTemporaryDir folder;
+    const QString mountPoint = folder.filePath(u"MY CARD"_s);
+    QVERIFY(QDir().mkpath(mountPoint));
+    const auto run = [](const QString &program, const QStringList &arguments) {
+        QProcess child;
+        child.setProcessEnvironment(withoutTestbed());
+        child.start(program, arguments);
+        child.waitForFinished();
+        return child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0;
+    };
+    QVERIFY(run(u"mke2fs"_s, {u"-q"_s, folder.filePath(u"image"_s), u"1M"_s}));
+    if (!run(u"mount"_s, {u"-o"_s, u"ro,loop"_s, folder.filePath(u"image"_s), mountPoint}))
+        QSKIP("no loop mounts on this machine");
+    const auto unmount = qScopeGuard([&] { run(u"umount"_s, {mountPoint}); });
+    struct stat status = {};
+    QCOMPARE(::stat(QFile::encodeName(mountPoint).constData(), &status), 0);
+
+    MountedVolumeList volumes;
+    QVERIFY(volumes.volumes().isEmpty()); // the kernel's loop device is no card
+    const QByteArray majorNumber = QByteArray::number(major(status.st_dev));
+    const QByteArray minorNumber = QByteArray::number(minor(status.st_dev));
+    g_free(umockdev_testbed_add_device(m_testbed.get(), "block", "sdb", nullptr, "size", "1000", "removable",
+                                       "1", nullptr, "DEVNAME", "/dev/sdb", "DEVTYPE", "disk", "MAJOR",
+                                       majorNumber.constData(), "MINOR", minorNumber.constData(),
+                                       "ID_FS_LABEL_ENC", "NO\\x20NAME", nullptr));
+    const QString numbers = testbedRoot() + u"/sys/dev/block"_s;
+    QVERIFY(QDir().mkpath(numbers));
+    QVERIFY(QFile::link(u"../../devices/sdb"_s,
+                        numbers + u'/' + QString::fromLatin1(majorNumber + ':' + minorNumber)));
+    const QList<Volume> found = volumes.volumes();
+    QCOMPARE(found.size(), 1);
+    QCOMPARE(found[0].name, u"NO NAME"_s);
+    QCOMPARE(found[0].rootPath, mountPoint);
+    QCoro::waitFor(volumes.waitForVolumeOf(found[0].devicePath)); // is there already: asks nobody
+    QCOMPARE(m_udisks.mounted, QStringList());
 }
 
 void UdevTest::asksForTheFatVolumeOnly()
