@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sortedlist.h"
+#include "media/sortedlist.h"
 
 #include <QAbstractListModel>
 #include <qqmlintegration.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/filelistitem.h"
+#include "filelistitem.h"
 
 #include <QStringList>
 
