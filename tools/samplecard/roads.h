@@ -19,7 +19,7 @@ public:
     [[nodiscard]] bool hasSignals() const { return m_hasSignals; }
     /// distance in metres, any value: beyond an end the road goes on straight.
     [[nodiscard]] Place placeAt(double distance) const;
-    [[nodiscard]] double courseAt(double distance) const; ///< radians clockwise from north, unwrapped nowhere
+    [[nodiscard]] double courseAt(double distance) const; ///< radians clockwise from north, -pi to pi
     [[nodiscard]] double curvatureAt(double distance) const; ///< 1/m, to the right positive
 
 private:
