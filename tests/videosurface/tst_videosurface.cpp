@@ -62,6 +62,7 @@ private Q_SLOTS:
     void turnsThePicture();
     void chromaOfOddSizesLiesWhereItBelongs();
     void surfacesShareAPlayer();
+    void laterPicturesAppearInTheirPlace();
     void isBlackWithoutAPicture_data();
     void isBlackWithoutAPicture();
     void playerMayChangeOrEnd();
@@ -287,6 +288,23 @@ void VideoSurfaceTest::surfacesShareAPlayer()
     third->setPlayer(other.get());
     VERIFY_COLOUR(colourAt(0.25, 0.5), Qt::blue);
     VERIFY_COLOUR(colourAt(0.75, 0.5), Qt::red);
+}
+
+void VideoSurfaceTest::laterPicturesAppearInTheirPlace()
+{
+    QQuickItem area(m_window->contentItem());
+    area.setPosition({120, 80});
+    area.setSize({60, 80});
+    area.setClip(true);
+    m_surface->setParentItem(&area);
+    m_surface->setSize({120, 80});
+    VERIFY_COLOUR(colourAt(0.6, 0.75), Qt::black);
+    show(quarters(PixelLayout::Yuv420, {24, 16}));
+    VERIFY_COLOUR(colourAt(0.55, 0.6), Qt::red);
+    VERIFY_COLOUR(colourAt(0.55, 0.9), Qt::blue);
+    VERIFY_COLOUR(colourAt(0.45, 0.4), Qt::magenta);
+    VERIFY_COLOUR(colourAt(0.8, 0.6), Qt::magenta);
+    m_surface->setParentItem(m_window->contentItem());
 }
 
 void VideoSurfaceTest::isBlackWithoutAPicture_data()

@@ -6,6 +6,7 @@
 #include <memory>
 #include <QSGGeometryNode>
 #include <QSGImageNode>
+#include <QSGNode>
 #include <QSGRectangleNode>
 
 class QQuickWindow;
@@ -13,7 +14,9 @@ class QRhi;
 class TrackPlayer;
 
 /// What a surface draws: black, and the picture of a player on it. Lives on the window's render thread.
-class SurfaceNode final : public QSGNode
+/// A transform node, since the software renderer puts later children of a plain one in the wrong place: it
+/// remembers place and clip only for nodes that can change them.
+class SurfaceNode final : public QSGTransformNode
 {
 public:
     explicit SurfaceNode(QQuickWindow *window);
