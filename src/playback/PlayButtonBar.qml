@@ -1,4 +1,5 @@
 import QtQuick
+import Vornex.Playback
 import Vornex.Widgets
 
 /// The transport buttons.

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import Vornex.Playback
 import Vornex.Widgets
 
 /// The time, the slider and the length of the recording.

@@ -1,4 +1,3 @@
-pragma ComponentBehavior: Bound
 import QtQuick
 import Vornex.Widgets
 
@@ -9,29 +8,24 @@ Item {
     required property var players ///< the channels' TrackPlayers in order
     required property int videoMode ///< 0 is the grid, from 1 on that channel, or the last if there are fewer
 
+    readonly property bool hasPlayers: players.length > 0
     readonly property int channel: Math.min(videoMode, players.length)
 
     clip: true
 
-    Loader {
+    PlaceHolder {
         anchors.fill: parent
-        sourceComponent: root.players.length === 0 ? nothing : root.videoMode === 0 ? grid : single
+        visible: !root.hasPlayers
     }
-    Component {
-        id: nothing
-        PlaceHolder {}
+    MultiVideo {
+        anchors.fill: parent
+        visible: root.hasPlayers && root.videoMode === 0
+        players: root.players
     }
-    Component {
-        id: grid
-        MultiVideo {
-            players: root.players
-        }
-    }
-    Component {
-        id: single
-        VideoPlayer {
-            player: root.players[root.channel - 1] ?? null
-            name: "CH" + root.channel
-        }
+    VideoPlayer {
+        anchors.fill: parent
+        visible: root.channel > 0
+        player: root.players[root.channel - 1] ?? null
+        name: "CH" + root.channel
     }
 }

@@ -1,0 +1,155 @@
+import QtQuick
+import QtTest
+import Vornex.Playback
+import Vornex.Widgets
+
+Item {
+    id: root
+    width: 600
+    height: 120
+
+    property var wishes: []
+
+    PlayButtonBar {
+        id: buttons
+        playerManager: rig.player
+        onPreviousRequested: root.wishes.push("previous")
+        onNextRequested: root.wishes.push("next")
+    }
+    SeekControlBar {
+        id: seekBar
+        y: 60
+        width: 600
+        playerManager: rig.player
+    }
+    TimeLabel {
+        id: label
+        y: 100
+        seconds: 0
+    }
+
+    TestCase {
+        name: "Bars"
+        when: windowShown
+
+        function init() {
+            root.wishes = [];
+            rig.load(2, 100);
+        }
+
+        function enabledButtons() {
+            return Array.from(buttons.children).filter(child => child.enabled).map(child => child.name).join(" ");
+        }
+        function button(name) {
+            return Array.from(buttons.children).find(child => child.name === name);
+        }
+        function slider() {
+            return seekBar.children[1];
+        }
+
+        function test_buttonsAreEnabledByState() {
+            rig.load(0, 100);
+            compare(enabledButtons(), "");
+            rig.load(2, 100);
+            compare(enabledButtons(), "previous backward play forward next");
+            rig.player.play();
+            compare(enabledButtons(), "stop previous backward pause forward next");
+            rig.player.pause();
+            compare(enabledButtons(), "stop previous backward play forward next");
+            rig.player.seek(1);
+            compare(enabledButtons(), "stop previous backward forward next");
+            rig.player.seek(0.9999);
+            compare(enabledButtons(), "stop previous backward play forward next");
+            rig.player.play();
+            rig.end();
+            compare(enabledButtons(), "stop previous backward forward next");
+            rig.player.stop();
+            compare(enabledButtons(), "previous backward play forward next");
+        }
+
+        function test_buttonsCommandThePlayer() {
+            mouseClick(button("play"));
+            verify(rig.player.isPlaying);
+            mouseClick(button("pause"));
+            verify(!rig.player.isPlaying);
+            rig.player.seek(0.5);
+            mouseClick(button("forward"));
+            compare(rig.player.currentTime, 60);
+            mouseClick(button("backward"));
+            mouseClick(button("backward"));
+            compare(rig.player.currentTime, 40);
+            mouseClick(button("stop"));
+            verify(rig.player.isStopped);
+            mouseClick(button("previous"));
+            mouseClick(button("next"));
+            compare(root.wishes, ["previous", "next"]);
+        }
+
+        function test_keysReachEveryButton() {
+            rig.player.play();
+            buttons.children[0].forceActiveFocus(Qt.TabFocusReason);
+            const reached = [];
+            for (let i = 0; i < 6; ++i) {
+                reached.push(Array.from(buttons.children).find(child => child.visualFocus).name);
+                keyClick(Qt.Key_Tab);
+            }
+            compare(reached, ["stop", "previous", "backward", "pause", "forward", "next"]);
+        }
+
+        function test_sliderScrubsAndSeeksAtTheEnd() {
+            rig.player.play();
+            const width = slider().width;
+            mousePress(slider(), width * 0.25, 8);
+            verify(rig.player.isScrubbing);
+            fuzzyCompare(rig.player.progress, 0.25, 0.01);
+            mouseMove(slider(), width * 0.5, 8);
+            rig.report(3); // stays under the user's hand
+            wait(0);
+            fuzzyCompare(rig.player.progress, 0.5, 0.01);
+            compare(rig.commands.filter(command => command.includes("seek")), []);
+            mouseRelease(slider(), width * 0.5, 8);
+            verify(!rig.player.isScrubbing);
+            compare(rig.commands.filter(command => command.includes("seek")).length, 2);
+            fuzzyCompare(rig.player.currentTime, 50, 1);
+            verify(rig.player.isPlaying);
+        }
+
+        function test_arrowsSeekSomeSeconds() {
+            rig.player.seek(0.5);
+            slider().forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Right);
+            fuzzyCompare(rig.player.currentTime, 55, 1e-6);
+            keyClick(Qt.Key_Left);
+            keyClick(Qt.Key_Left);
+            fuzzyCompare(rig.player.currentTime, 45, 1e-6);
+        }
+
+        function test_barShowsTheTimes() {
+            rig.player.seek(0.5);
+            compare(seekBar.children[0].text, "00:00:50");
+            compare(seekBar.children[2].text, "00:01:40");
+            compare([seekBar.children[0].width, seekBar.children[2].width], [50, 50]);
+            verify(slider().enabled);
+            rig.load(0, 100);
+            compare(seekBar.children[2].text, "00:00:00");
+            verify(!slider().enabled);
+        }
+
+        function test_timeText_data() {
+            return [
+                { tag: "zero", seconds: 0, text: "00:00:00" },
+                { tag: "truncated", seconds: 59.999, text: "00:00:59" },
+                { tag: "minute", seconds: 60, text: "00:01:00" },
+                { tag: "before the hour", seconds: 3599.5, text: "00:59:59" },
+                { tag: "hours", seconds: 36000 + 120 + 3, text: "10:02:03" },
+                { tag: "more than two digits of hours", seconds: 360000, text: "100:00:00" },
+                { tag: "no number", seconds: NaN, text: "00:00:00" },
+                { tag: "endless", seconds: Infinity, text: "00:00:00" }
+            ];
+        }
+        function test_timeText(row) {
+            label.seconds = row.seconds;
+            compare(label.text, row.text);
+        }
+    }
+}
