@@ -4,6 +4,7 @@
 #include "common/processvalues.h"
 #include "common/text.h"
 #include "desktop/desktop.h"
+#include "desktop/mounttable.h"
 #include "files.h"
 #include "settings/settingstext.h"
 #include "tooloutput.h"
@@ -35,39 +36,18 @@ bool isUsable(const QString &folder, const QString &name)
     return false;
 }
 
-/// Whether a device is the disk or one of its partitions, such as /dev/sdb1 or /dev/mmcblk0p1.
-bool isOnDisk(QStringView device, QStringView disk)
-{
-    if (disk.isEmpty() || !device.startsWith(disk))
-        return false;
-    QStringView rest = device.sliced(disk.size());
-    if (rest.isEmpty())
-        return true;
-    if (disk.back().isDigit()) {
-        if (!rest.startsWith(u'p'))
-            return false;
-        rest = rest.sliced(1);
-    }
-    return text::parseUnsigned(rest).has_value();
-}
-
-/// The card's FAT volume: of the right name and, if one of these is there, on the card's own disk.
-std::optional<Volume> findCardVolume(const QList<Volume> &volumes, bool *isOwn = nullptr)
+/// The card's FAT volume by its name: the one on the card's own disk, else the first.
+std::optional<Volume> findCardVolume(const QList<Volume> &volumes)
 {
     const QString disk = cardDevicePath().value_or(QString());
-    std::optional<Volume> found;
-    for (const Volume &volume : volumes) {
-        if (volume.name != u"NO NAME")
-            continue;
-        const bool onDisk = isOnDisk(volume.devicePath, disk);
-        if (isOwn)
-            *isOwn = onDisk;
-        if (onDisk)
-            return volume;
-        if (!found)
-            found = volume;
-    }
-    return found;
+    const auto isNamed = [](const Volume &volume) { return volume.name == u"NO NAME"; };
+    const auto isOwn = [&](const Volume &volume) {
+        return isNamed(volume) && isOnDisk(volume.devicePath, disk);
+    };
+    auto found = std::find_if(volumes.begin(), volumes.end(), isOwn);
+    if (found == volumes.end())
+        found = std::find_if(volumes.begin(), volumes.end(), isNamed);
+    return found == volumes.end() ? std::nullopt : std::optional(*found);
 }
 
 } // namespace
@@ -179,9 +159,8 @@ QCoro::Task<> ProcessManager::passSettingsOn(QString text, quint64 reading)
 {
     const QPointer<ProcessManager> self(this);
     const QString disk = m_readDevice.value_or(QString());
-    bool isOwn = false;
-    findCardVolume(m_desktop.volumeList->volumes(), &isOwn);
-    if (!isOwn)
+    const auto volume = findCardVolume(m_desktop.volumeList->volumes());
+    if (!volume || !isOnDisk(volume->devicePath, disk))
         co_await m_desktop.volumeList->waitForVolumeOf(disk);
     if (self && isCurrent(reading))
         saveToSDCard(QStringLiteral("bbox.cfg"), text);

@@ -94,6 +94,8 @@ QString files::removeAll(const QString &path)
 {
     std::error_code error;
     std::filesystem::remove_all(nativePath(path), error);
+    if (error == std::errc::not_a_directory) // a file where the path has a folder: nothing is there either
+        return {};
     return described(error);
 }
 

@@ -8,7 +8,8 @@ namespace {
 QString onOneLine(QString item)
 {
     for (QChar &c : item) {
-        if (c == u'\n' || c == u'\r' || c == QChar::LineSeparator || c == QChar::ParagraphSeparator)
+        if (c.category() == QChar::Other_Control || c == QChar::LineSeparator
+            || c == QChar::ParagraphSeparator)
             c = u' ';
     }
     return item;

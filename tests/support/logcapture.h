@@ -1,12 +1,15 @@
 #pragma once
 
 #include <cstdio>
+#include <QFile>
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryFile>
 #include <unistd.h>
 
-/// Keeps what the process writes to standard output while it lives.
+/// Keeps the log lines that the process writes to standard output while it lives. All else, such as what a
+/// failed check says, comes out at the end.
 class LogCapture
 {
 public:
@@ -22,27 +25,35 @@ public:
     LogCapture &operator=(const LogCapture &) = delete;
     ~LogCapture()
     {
-        std::fflush(stdout);
+        const QList<QByteArray> written = writtenLines();
         ::dup2(m_standardOutput, STDOUT_FILENO);
         ::close(m_standardOutput);
+        for (const QByteArray &line : written) {
+            if (!line.isEmpty() && !line.startsWith(prefix))
+                std::printf("%s\n", line.constData());
+        }
     }
 
     /// The log's lines up to now, without "App -> ".
     [[nodiscard]] QStringList lines()
     {
-        std::fflush(stdout);
-        QFile copy(m_file.fileName());
-        if (!copy.open(QIODevice::ReadOnly))
-            return {};
         QStringList lines;
-        for (const QByteArray &line : copy.readAll().split('\n')) {
-            if (line.startsWith("App -> "))
-                lines.append(QString::fromUtf8(line.mid(7)));
+        for (const QByteArray &line : writtenLines()) {
+            if (line.startsWith(prefix))
+                lines.append(QString::fromUtf8(line.mid(prefix.size())));
         }
         return lines;
     }
 
 private:
+    [[nodiscard]] QList<QByteArray> writtenLines()
+    {
+        std::fflush(stdout);
+        QFile copy(m_file.fileName());
+        return copy.open(QIODevice::ReadOnly) ? copy.readAll().split('\n') : QList<QByteArray>();
+    }
+
+    const QByteArray prefix = QByteArrayLiteral("App -> ");
     QTemporaryFile m_file;
     int m_standardOutput = -1;
 };
