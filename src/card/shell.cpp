@@ -3,7 +3,6 @@
 #include "childprocess.h"
 #include "common/text.h"
 
-#include <coroutine>
 #include <QCoreApplication>
 
 namespace {

@@ -170,7 +170,7 @@ private Q_SLOTS:
         QCOMPARE(m_manager->bbox(),
                  QStringList({QStringLiteral("..,"), QStringLiteral(","), QStringLiteral("good.mp4")}));
         QCOMPARE(m_manager->data(),
-                 QStringList({QStringLiteral("flist,"), QStringLiteral("flist..,"),
+                 QStringList({QStringLiteral("flist..,"), QStringLiteral("flist,"),
                               QStringLiteral("flistgood.mp4")}));
         QVERIFY(!calls(m_card).join(u' ').contains(u"pwned"));
         QVERIFY(!QFile::exists(QStringLiteral("pwned")));
