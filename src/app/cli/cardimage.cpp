@@ -86,6 +86,7 @@ CardImage::CardImage(const QString &path)
 {
     if (!m_privateFolder)
         return;
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(m_privateFolder->path()));
     qputenv("XDG_CACHE_HOME", QFile::encodeName(m_privateFolder->filePath(QStringLiteral("cache"))));
     qputenv("XDG_DATA_HOME", QFile::encodeName(m_privateFolder->filePath(QStringLiteral("data"))));
 }

@@ -1,0 +1,220 @@
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+constexpr qint64 mebibyte = 1 << 20;
+
+struct Run {
+    int status = -1;
+    QByteArray output;
+    QByteArray messages;
+};
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString tool(const char *name) { return QStringLiteral(VORNEX_BIN_DIR "/") + QLatin1String(name); }
+
+} // namespace
+
+/// The program, on a real card image read by the real tool.
+class CliTest : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void listsNewestFirst();
+    void extractsTheWholeFile();
+    void refusesWithoutAResult_data();
+    void refusesWithoutAResult();
+    void damageIsToldAndReplacesNothing();
+    void leavesTheUsersFoldersAlone();
+
+private:
+    [[nodiscard]] QString path(const QString &name) const { return m_folder.filePath(name); }
+    Run run(const QStringList &arguments);
+    [[nodiscard]] QStringList listedPaths(const QByteArray &json) const;
+    void write(const QString &file, const QByteArray &content) const;
+
+    QTemporaryDir m_folder;
+    QString m_image;
+    QStringList m_paths; ///< of the card's recordings, newest first
+};
+
+void CliTest::initTestCase()
+{
+    // A path that no command line takes as it stands.
+    QDir(m_folder.path()).mkpath(QStringLiteral("my card's"));
+    m_image = path(QStringLiteral("my card's/card 1.img"));
+    QCOMPARE(QProcess::execute(tool("samplecard"),
+                               {m_image, QStringLiteral("--size"), QStringLiteral("140M"),
+                                QStringLiteral("--count"), QStringLiteral("6"), QStringLiteral("--seconds"),
+                                QStringLiteral("1"), QStringLiteral("--channels"), QStringLiteral("2"),
+                                QStringLiteral("--picture"), QStringLiteral("160x96")}),
+             0);
+    write(path(QStringLiteral("home/cache/Vornex/mov/normal/seen.mp4")), "a running viewer's");
+}
+
+Run CliTest::run(const QStringList &arguments)
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_CACHE_HOME"), path(QStringLiteral("home/cache")));
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("home/data")));
+    process.setProcessEnvironment(environment);
+    process.start(tool("vornex-cli"), arguments);
+    if (!process.waitForFinished(60'000) || process.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+QStringList CliTest::listedPaths(const QByteArray &json) const
+{
+    QStringList paths;
+    const QJsonArray recordings = QJsonDocument::fromJson(json).object().value(u"recordings").toArray();
+    for (const QJsonValue &value : recordings) {
+        paths.append(QStringLiteral("mov/%1/%2").arg(value[u"type"].toString(), value[u"name"].toString()));
+    }
+    return paths;
+}
+
+void CliTest::write(const QString &file, const QByteArray &content) const
+{
+    QDir().mkpath(QFileInfo(file).path());
+    QFile target(file);
+    QVERIFY(target.open(QIODevice::WriteOnly));
+    QCOMPARE(target.write(content), content.size());
+}
+
+void CliTest::listsNewestFirst()
+{
+    const Run json = run({QStringLiteral("list"), m_image, QStringLiteral("--json")});
+    QCOMPARE(json.status, 0);
+    QCOMPARE(json.messages, QByteArray());
+    const QJsonObject object = QJsonDocument::fromJson(json.output).object();
+    QCOMPARE(object.value(u"recordedChannelCount"), QJsonValue(2));
+    m_paths = listedPaths(json.output);
+    QCOMPARE(m_paths.size(), 6);
+    QString last = QStringLiteral("~");
+    for (const QJsonValue &value : object.value(u"recordings").toArray()) {
+        QVERIFY(value[u"dateText"].toString() <= last);
+        last = value[u"dateText"].toString();
+        QVERIFY(value[u"size"].toInteger() > 10'000);
+        QCOMPARE(value[u"kindLabel"].toString().size(), 3);
+    }
+    const Run text = run({QStringLiteral("list"), m_image});
+    QCOMPARE(text.status, 0);
+    const QStringList lines = QString::fromUtf8(text.output).split(u'\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), m_paths.size());
+    for (qsizetype i = 0; i < lines.size(); ++i)
+        QVERIFY2(lines[i].endsWith(u' ' + m_paths[i]), qPrintable(lines[i]));
+}
+
+void CliTest::extractsTheWholeFile()
+{
+    const QString target = path(QStringLiteral("o'ut 1.mp4"));
+    write(target, "an older one");
+    const Run extracted = run({QStringLiteral("extract"), m_image, m_paths.first(), target});
+    QCOMPARE(extracted.status, 0);
+    const QString expected = path(QStringLiteral("expected.mp4"));
+    QCOMPARE(QProcess::execute(
+                 tool("ext4util"),
+                 {QStringLiteral("read"), m_image, QStringLiteral("104857600"), m_paths.first(), expected}),
+             0);
+    QVERIFY(!contentOf(expected).isEmpty());
+    QVERIFY(contentOf(target) == contentOf(expected));
+}
+
+void CliTest::refusesWithoutAResult_data()
+{
+    QTest::addColumn<QStringList>("arguments"); // "IMAGE" and "TARGET" stand for paths
+    QTest::addColumn<int>("status");
+    const auto row = [](const char *name, const char *arguments, int status) {
+        QTest::newRow(name) << QString::fromLatin1(arguments).split(u' ', Qt::SkipEmptyParts) << status;
+    };
+    row("nothing", "", 1);
+    row("unknown word", "show IMAGE", 1);
+    row("no target", "extract IMAGE mov/normal/x.mp4", 1);
+    row("unknown option", "list IMAGE --xml", 1);
+    row("no image", "list /nonexistent.img", 2);
+    row("no card", "list /bin/true", 2);
+    row("no such recording", "extract IMAGE mov/normal/x.mp4 TARGET", 4);
+    row("a folder", "extract IMAGE mov/normal TARGET", 4);
+    row("a command in the path", "extract IMAGE mov/normal/$(id) TARGET", 4);
+    row("out of the card", "extract IMAGE mov/../cfg/bbox.ini TARGET", 4);
+    row("target folder missing", "extract IMAGE cfg/bbox.ini /nonexistent/target", 5);
+    row("target is a folder", "extract IMAGE cfg/bbox.ini /", 5);
+}
+
+void CliTest::refusesWithoutAResult()
+{
+    QFETCH(QStringList, arguments);
+    const QString target = path(QStringLiteral("refused.mp4"));
+    arguments.replaceInStrings(QStringLiteral("IMAGE"), m_image);
+    arguments.replaceInStrings(QStringLiteral("TARGET"), target);
+    write(target, "kept");
+    const Run refused = run(arguments);
+    QTEST(refused.status, "status");
+    QVERIFY(refused.messages.startsWith("vornex-cli: "));
+    QCOMPARE(refused.output, QByteArray());
+    QCOMPARE(contentOf(target), QByteArray("kept"));
+}
+
+void CliTest::damageIsToldAndReplacesNothing()
+{
+    // Cut off further and further, the image first loses data, then folders.
+    const QString cut = path(QStringLiteral("cut.img"));
+    QVERIFY(QFile::copy(m_image, cut));
+    Run listed{0, {}, {}};
+    int incompleteFiles = 0;
+    for (qint64 size = 112; listed.status == 0 && size > 100; --size) {
+        QVERIFY(QFile::resize(cut, size * mebibyte));
+        listed = run({QStringLiteral("list"), cut, QStringLiteral("--json")});
+        if (listed.status != 0)
+            break;
+        QCOMPARE(listedPaths(listed.output), m_paths);
+        for (const QString &recording : {m_paths.first(), m_paths.last()}) {
+            const QString older = path(QStringLiteral("older.mp4"));
+            const QString fresh = path(QStringLiteral("fresh.mp4"));
+            write(older, "kept");
+            QFile::remove(fresh);
+            const Run replaced = run({QStringLiteral("extract"), cut, recording, older});
+            if (replaced.status == 0)
+                continue;
+            QCOMPARE(replaced.status, 3);
+            QCOMPARE(contentOf(older), QByteArray("kept"));
+            QCOMPARE(run({QStringLiteral("extract"), cut, recording, fresh}).status, 3);
+            incompleteFiles += QFile::exists(fresh) ? 1 : 0;
+        }
+    }
+    QVERIFY2(listed.status == 3 || listed.status == 2, listed.messages.constData());
+    QVERIFY(listed.messages.startsWith("vornex-cli: "));
+    const QStringList left = listedPaths(listed.output);
+    for (const QString &recording : left)
+        QVERIFY(m_paths.contains(recording));
+    QVERIFY(incompleteFiles > 0 || (left.size() > 0 && left.size() < m_paths.size()));
+}
+
+void CliTest::leavesTheUsersFoldersAlone()
+{
+    QCOMPARE(contentOf(path(QStringLiteral("home/cache/Vornex/mov/normal/seen.mp4"))),
+             QByteArray("a running viewer's"));
+    const auto everything = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
+    QCOMPARE(QDir(path(QStringLiteral("home"))).entryList(everything), QStringList(QStringLiteral("cache")));
+    QCOMPARE(QDir(path(QStringLiteral("home/cache"))).entryList(everything),
+             QStringList(QStringLiteral("Vornex")));
+    QCOMPARE(QDir(m_folder.path()).entryList({QStringLiteral(".vornex*")}, everything), QStringList());
+}
+
+QTEST_GUILESS_MAIN(CliTest)
+#include "tst_cli.moc"
