@@ -1,0 +1,99 @@
+#include "demuxer.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int ioBufferSize = 32 * 1024;
+constexpr auto openingTime = std::chrono::seconds(20);
+// What recordings come in, whatever their suffix. None of these fetches from elsewhere, as playlists would.
+constexpr char allowedFormats[] = "mov,mp4,m4a,3gp,3g2,mj2,matroska,webm";
+
+int refuseNestedInput(AVFormatContext *, AVIOContext **, const char *, int, AVDictionary **)
+{
+    return AVERROR(EPERM);
+}
+
+/// MP4 tells all in its header; other formats only in the data.
+bool isHeaderEnough(const AVFormatContext &format)
+{
+    return std::all_of(format.streams, format.streams + format.nb_streams, [](const AVStream *stream) {
+        const AVCodecParameters &codec = *stream->codecpar;
+        if (codec.codec_type == AVMEDIA_TYPE_VIDEO)
+            return codec.width > 0 && codec.height > 0;
+        return codec.codec_type != AVMEDIA_TYPE_AUDIO || codec.sample_rate > 0;
+    });
+}
+
+} // namespace
+
+std::unique_ptr<Demuxer> Demuxer::open(std::shared_ptr<const MovieSource> source, QString *error)
+{
+    std::unique_ptr<Demuxer> demuxer(new Demuxer(std::move(source)));
+    const int result = demuxer->openFormat();
+    demuxer->m_isOpening = false;
+    if (result >= 0)
+        return demuxer;
+    *error = avErrorText(result);
+    return nullptr;
+}
+
+Demuxer::~Demuxer() = default;
+
+int Demuxer::openFormat()
+{
+    m_openBy = std::chrono::steady_clock::now() + openingTime;
+    auto *buffer = static_cast<uchar *>(av_malloc(ioBufferSize));
+    m_io.reset(avio_alloc_context(buffer, ioBufferSize, 0, this, readCallback, nullptr, seekCallback));
+    AVFormatContext *format = avformat_alloc_context();
+    if (!m_io || !format)
+        return AVERROR(ENOMEM);
+    format->pb = m_io.get();
+    format->io_open = refuseNestedInput;
+    format->interrupt_callback = {
+        [](void *self) { return static_cast<Demuxer *>(self)->mustGiveUp() ? 1 : 0; }, this};
+    format->probesize = 4 << 20;
+    format->max_analyze_duration = 2 * AV_TIME_BASE;
+    format->max_streams = 64;
+    format->format_whitelist = av_strdup(allowedFormats);
+    const int opened = avformat_open_input(&format, nullptr, nullptr, nullptr); // frees it on failure
+    if (opened < 0)
+        return opened;
+    m_format.reset(format);
+    if (!isHeaderEnough(*format))
+        avformat_find_stream_info(format, nullptr); // what it doesn't find is missed when a track is opened
+    return 0;
+}
+
+bool Demuxer::mustGiveUp() const
+{
+    return m_isCancelled || (m_isOpening && std::chrono::steady_clock::now() > m_openBy);
+}
+
+int Demuxer::readCallback(void *opaque, uint8_t *target, int size)
+{
+    auto *self = static_cast<Demuxer *>(opaque);
+    if (self->mustGiveUp())
+        return AVERROR_EXIT;
+    const qint64 count = self->m_source->read(self->m_offset, target, size);
+    if (count == 0)
+        return AVERROR_EOF;
+    if (count > 0)
+        self->m_offset += count;
+    return static_cast<int>(count);
+}
+
+int64_t Demuxer::seekCallback(void *opaque, int64_t offset, int whence)
+{
+    auto *self = static_cast<Demuxer *>(opaque);
+    switch (whence & ~AVSEEK_FORCE) {
+    case AVSEEK_SIZE: return self->m_source->size();
+    case SEEK_CUR: offset += self->m_offset; break;
+    case SEEK_END: offset += self->m_source->size(); break;
+    default: break;
+    }
+    if (offset < 0)
+        return AVERROR(EINVAL);
+    self->m_offset = offset;
+    return offset;
+}

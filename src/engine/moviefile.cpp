@@ -1,0 +1,156 @@
+#include "moviefile.h"
+
+#include "soundtrackplayer.h"
+#include "videotrackplayer.h"
+
+#include <QCoroFuture>
+#include <QtConcurrentRun>
+#include <QThreadPool>
+
+namespace {
+
+constexpr int64_t mostPixels = 8192LL * 8192;
+constexpr int64_t pixelsForOneThread = 2560LL * 1440; // larger pictures get more, if cores are left
+
+struct FileHead {
+    std::shared_ptr<const MovieSource> source;
+    QList<TrackInfo> tracks;
+    QString error;
+};
+
+struct OpenedTrack {
+    std::shared_ptr<TrackReader> reader;
+    std::shared_ptr<AVCodecContext> decoder;
+    QString error;
+};
+
+/// Apart from the global one, which others fill with long work.
+QThreadPool *enginePool()
+{
+    static QThreadPool pool;
+    return &pool;
+}
+
+FileHead readHead(const QString &path)
+{
+    av_log_set_level(AV_LOG_FATAL); // a damaged recording would give a line per picture
+    FileHead head;
+    head.source = MovieSource::open(path, &head.error);
+    if (!head.source)
+        return head;
+    const std::unique_ptr<Demuxer> demuxer = Demuxer::open(head.source, &head.error);
+    if (!demuxer)
+        return head;
+    for (unsigned i = 0; i < demuxer->format()->nb_streams; i++)
+        if (const std::optional<TrackInfo> track = trackInfoOf(*demuxer->format(), static_cast<int>(i)))
+            head.tracks.append(*track);
+    return head;
+}
+
+/// The channels are the parallelism: one thread each, which is also the quickest way to seek.
+int decoderThreads(const TrackReader &reader)
+{
+    const AVCodecParameters &codec = *reader.stream().codecpar;
+    if (int64_t{codec.width} * codec.height <= pixelsForOneThread)
+        return 1;
+    return std::clamp(QThread::idealThreadCount() / std::max(reader.videoTrackCount(), 1), 1, 4);
+}
+
+CodecPtr openDecoder(const TrackReader &reader, QString *error)
+{
+    const AVStream &stream = reader.stream();
+    const AVCodec *codec = avcodec_find_decoder(stream.codecpar->codec_id);
+    if (!codec) {
+        *error = QStringLiteral("No decoder for %1")
+                     .arg(QLatin1String(avcodec_get_name(stream.codecpar->codec_id)));
+        return nullptr;
+    }
+    CodecPtr decoder(avcodec_alloc_context3(codec));
+    int result = decoder ? avcodec_parameters_to_context(decoder.get(), stream.codecpar) : AVERROR(ENOMEM);
+    if (result >= 0) {
+        decoder->pkt_timebase = stream.time_base;
+        decoder->thread_count = decoderThreads(reader);
+        decoder->max_pixels = mostPixels;
+        decoder->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT; // a damaged picture says more than none
+        result = avcodec_open2(decoder.get(), codec, nullptr);
+    }
+    if (result >= 0)
+        return decoder;
+    *error = avErrorText(result);
+    return nullptr;
+}
+
+OpenedTrack openTrack(const std::shared_ptr<const MovieSource> &source, int index)
+{
+    OpenedTrack opened;
+    opened.reader = TrackReader::open(source, index, &opened.error);
+    if (opened.reader)
+        opened.decoder = openDecoder(*opened.reader, &opened.error);
+    return opened;
+}
+
+class MovieFile final : public Movie
+{
+public:
+    MovieFile(FileHead head, std::unique_ptr<HostClock> clock)
+        : m_head(std::move(head))
+        , m_timeline(std::make_shared<MovieTimeline>(std::move(clock)))
+    {
+    }
+
+    [[nodiscard]] QList<TrackInfo> tracks() const override { return m_head.tracks; }
+
+    QCoro::Task<MadePlayer> makePlayer(TrackInfo track) override
+    {
+        const std::shared_ptr<MovieTimeline> timeline = m_timeline; // the movie may go while the track opens
+        QFuture<OpenedTrack> opening = QtConcurrent::run(enginePool(), openTrack, m_head.source, track.index);
+        const OpenedTrack opened = co_await opening;
+        MadePlayer made;
+        if (!opened.decoder)
+            made.error = opened.error;
+        else if (track.kind == TrackKind::Video)
+            made.player = std::make_shared<VideoTrackPlayer>(timeline, opened.reader, opened.decoder);
+        else
+            made.player = std::make_shared<SoundTrackPlayer>(timeline, opened.reader, opened.decoder);
+        co_return made;
+    }
+
+private:
+    FileHead m_head;
+    std::shared_ptr<MovieTimeline> m_timeline;
+};
+
+QCoro::Task<OpenedMovie> openOn(QString path, HostClockMaker makeClock)
+{
+    QFuture<FileHead> reading = QtConcurrent::run(enginePool(), readHead, path);
+    const FileHead head = co_await reading;
+    OpenedMovie opened;
+    opened.error = head.error;
+    if (head.error.isEmpty())
+        opened.movie = std::make_shared<MovieFile>(head, makeClock());
+    co_return opened;
+}
+
+} // namespace
+
+QCoro::Task<OpenedMovie> openMovie(QString path)
+{
+    const HostClockMaker makeClock = [] { return std::make_unique<SteadyClock>(); };
+    return openOn(path, makeClock);
+}
+
+MovieOpener movieOpener(HostClockMaker makeClock)
+{
+    return [makeClock = std::move(makeClock)](QString path) { return openOn(path, makeClock); };
+}
+
+QCoro::Task<TrackCounts> countTracks(QString path)
+{
+    QFuture<FileHead> reading = QtConcurrent::run(enginePool(), readHead, path);
+    const FileHead head = co_await reading;
+    TrackCounts counts;
+    counts.error = head.error;
+    for (const TrackInfo &track : head.tracks)
+        (track.kind == TrackKind::Video ? counts.video : counts.audio)++;
+    co_return counts;
+}

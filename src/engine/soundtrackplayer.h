@@ -1,0 +1,35 @@
+#pragma once
+
+#include "sounddecodethread.h"
+#include "soundoutput.h"
+#include "timedtrackplayer.h"
+
+/// Sounds one track. Without a device it keeps the time all the same, and decodes nothing. Main thread.
+class SoundTrackPlayer final : public TimedTrackPlayer
+{
+    Q_OBJECT
+public:
+    SoundTrackPlayer(std::shared_ptr<MovieTimeline> timeline, std::shared_ptr<TrackReader> reader,
+                     std::shared_ptr<AVCodecContext> decoder);
+    ~SoundTrackPlayer() override;
+
+    void setVolume(float level) override { m_output->setVolume(level); }
+    [[nodiscard]] VideoFramePtr latestFrame() const override { return nullptr; }
+
+private:
+    void startSeek(Time target, quint64 newSerial) override;
+    void present(Time position) override;
+    [[nodiscard]] std::optional<Time> nextDue(Time) const override { return std::nullopt; }
+    void startDecoding(const QAudioFormat &format);
+    void seekDecoder(Time target);
+    void decoderProgressed();
+
+    std::shared_ptr<TrackReader> m_reader;
+    std::shared_ptr<AVCodecContext> m_decoder;
+    SoundOutput *m_output; // its own master
+    bool m_isSounding = false;
+    bool m_isWithoutDevice = false;
+    quint64 m_decodeSerial =
+        1; // raised by seeks, and by stops, after which what wasn't heard is decoded again
+    std::unique_ptr<SoundDecodeThread> m_decodeThread; // last: it calls into the object
+};
