@@ -130,13 +130,19 @@ void TrackReader::measureDuration()
     seekToKey(Nanoseconds(0));
 }
 
+/// libavformat hands out what is left of a packet at the end of the file.
+bool TrackReader::isCutOff(const AVPacket &packet) const
+{
+    return (packet.flags & AV_PKT_FLAG_CORRUPT) && packet.pos + packet.size >= m_demuxer->fileSize();
+}
+
 bool TrackReader::readFromFile(AVPacket *packet)
 {
     for (int bad = 0; bad < mostBadPackets; bad++) {
         const int result = av_read_frame(m_demuxer->format(), packet);
         if (result < 0 && result != AVERROR_INVALIDDATA)
             return false;
-        const bool isWhole = result >= 0 && packet->pos + packet->size <= m_demuxer->fileSize();
+        const bool isWhole = result >= 0 && !isCutOff(*packet);
         if (isWhole && packet->stream_index == m_stream->index) {
             if (packet->pts == AV_NOPTS_VALUE)
                 packet->pts = packet->dts;

@@ -45,6 +45,7 @@ private:
     bool findStart();
     void findReadableEnd();
     void measureDuration();
+    [[nodiscard]] bool isCutOff(const AVPacket &packet) const;
     bool readFromFile(AVPacket *packet);
     [[nodiscard]] int64_t timestampAt(Nanoseconds time) const;
     [[nodiscard]] const AVIndexEntry *keyBefore(Nanoseconds time) const;
