@@ -1,5 +1,6 @@
 pragma ComponentBehavior: Bound
 import QtQuick
+import QtQuick.Templates as T
 
 /// A row of tabs. It keeps the highlighted index itself, which follows taps and `reset` alone.
 Row {
@@ -35,23 +36,29 @@ Row {
         id: tabs
         model: root.items
 
-        PlainButton {
+        // Not a PlainButton: a control tells the role of its own type as soon as a screen reader comes.
+        T.TabButton {
             id: tab
 
             required property int index
             required property string modelData
             readonly property bool isSelected: index === root.selectedIndex
 
-            name: modelData
+            checkable: false
+            opacity: down ? 0.7 : 1
             verticalPadding: 6
             horizontalPadding: 10
             implicitWidth: implicitContentWidth + leftPadding + rightPadding
             implicitHeight: implicitContentHeight + topPadding + bottomPadding
             onClicked: root.tap(index)
+            Keys.onReturnPressed: clicked()
+            Keys.onEnterPressed: clicked()
             Keys.onLeftPressed: tabs.focusTab(index - 1)
             Keys.onRightPressed: tabs.focusTab(index + 1)
 
             Accessible.role: Accessible.PageTab
+            Accessible.name: modelData
+            Accessible.onPressAction: clicked()
             Accessible.selectable: true
             Accessible.selected: isSelected
 
@@ -61,6 +68,11 @@ Row {
                 color: tab.isSelected ? "white" : Theme.gray
                 font.pixelSize: 12
                 Accessible.ignored: true
+            }
+            FocusRing {
+                z: 1
+                radius: 6
+                visible: tab.visualFocus
             }
             background: Rectangle {
                 radius: 6
