@@ -38,25 +38,32 @@ QString faultOf(const QString &cardImage, const std::optional<QString> &volumeFo
     return {};
 }
 
+// By hand, since QCommandLineParser's own text needs an application object.
+QString helpText()
+{
+    return CommandLine::tr("사용법: vornex [--card IMAGE [--volume FOLDER]]\n"
+                           "블랙박스 메모리 카드 뷰어. 옵션이 없으면 카드가 삽입되기를 기다립니다.\n\n"
+                           "  --card IMAGE     카드 리더 대신 카드 이미지 파일을 엽니다.\n"
+                           "  --volume FOLDER  카드의 FAT 볼륨으로 쓸 폴더입니다.\n"
+                           "  -h, --help       이 도움말을 표시합니다.\n"
+                           "  -v, --version    버전을 표시합니다.\n");
+}
+
 } // namespace
 
 CommandLine CommandLine::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(tr("블랙박스 메모리 카드 뷰어"));
-    const QCommandLineOption help = parser.addHelpOption();
-    const QCommandLineOption version = parser.addVersionOption();
-    const QCommandLineOption card(QStringLiteral("card"), tr("카드 리더 대신 카드 이미지 파일을 엽니다."),
-                                  QStringLiteral("IMAGE"));
-    const QCommandLineOption volume(QStringLiteral("volume"),
-                                    tr("카드의 FAT 볼륨으로 쓸 폴더입니다. (--card와 함께 사용)"),
-                                    QStringLiteral("FOLDER"));
-    parser.addOptions({card, volume});
+    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")});
+    const QCommandLineOption version(QStringList{QStringLiteral("v"), QStringLiteral("version")});
+    const QCommandLineOption card(QStringLiteral("card"), {}, QStringLiteral("IMAGE"));
+    const QCommandLineOption volume(QStringLiteral("volume"), {}, QStringLiteral("FOLDER"));
+    parser.addOptions({help, version, card, volume});
 
     if (!parser.parse(arguments))
         return refuse(parser.errorText());
     if (parser.isSet(help))
-        return show(parser.helpText());
+        return show(helpText());
     if (parser.isSet(version))
         return show(QStringLiteral("%1 %2 (%3)\n").arg(applicationName(), shortVersion(), buildVersion()));
     if (!parser.positionalArguments().isEmpty())

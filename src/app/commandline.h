@@ -16,7 +16,7 @@ public:
     std::optional<QString> cardImage; ///< a card image in place of the card reader
     std::optional<QString> volumeFolder; ///< stands for the card's mounted FAT volume
 
-    /// arguments begins with the program's name; needs an application object. Looks whether the files are
-    /// there.
+    /// arguments begins with the program's name. Looks whether the files are there. Works without an
+    /// application object.
     [[nodiscard]] static CommandLine parse(const QStringList &arguments);
 };

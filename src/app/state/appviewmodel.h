@@ -31,6 +31,7 @@ class AppViewModel : public QObject
     Q_PROPERTY(int previousChannels READ previousChannels NOTIFY previousChannelsChanged FINAL)
     Q_PROPERTY(bool uploaded READ uploaded WRITE setUploaded NOTIFY uploadedChanged FINAL)
     Q_PROPERTY(int selectedTab READ selectedTab NOTIFY selectedTabChanged FINAL)
+    Q_PROPERTY(int selectedRow READ selectedRow NOTIFY selectedIndexChanged FINAL)
     Q_PROPERTY(bool isAllChecked READ isAllChecked NOTIFY isAllCheckedChanged FINAL)
     Q_PROPERTY(MultiTrackPlayer *playerManager READ playerManager CONSTANT FINAL)
     Q_PROPERTY(QObjectList videoPlayerObjects READ videoPlayerObjects NOTIFY videoPlayersChanged FINAL)
@@ -58,6 +59,7 @@ public:
     [[nodiscard]] QString currentType() const;
     /// Row of the last selection; not moved by a new list, so it can point to another row or beyond the end.
     [[nodiscard]] std::optional<int> selectedIndex() const { return m_selectedIndex; }
+    [[nodiscard]] int selectedRow() const { return m_selectedIndex.value_or(-1); } ///< -1 for none
     [[nodiscard]] bool isAllChecked() const { return m_isAllChecked; }
     [[nodiscard]] bool uploaded() const { return m_uploaded; } ///< local files are shown, or a card just went
     void setUploaded(bool uploaded);

@@ -1,0 +1,75 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Vornex.App
+
+/// The question before the program ends. Modal to the window, without an event loop of its own.
+Dialog {
+    id: root
+
+    required property WindowDelegate windowDelegate
+
+    anchors.centerIn: parent
+    closePolicy: Popup.NoAutoClose
+    focus: true
+    header: null
+    modal: true
+    padding: 20
+    parent: Overlay.overlay
+    title: qsTr("종료 하시겠습니까?")
+    visible: windowDelegate.isConfirming
+
+    onOpened: yesButton.forceActiveFocus()
+
+    contentItem: ColumnLayout {
+        spacing: 16
+
+        Keys.onEscapePressed: root.windowDelegate.answer(false)
+
+        RowLayout {
+            Layout.minimumWidth: 300
+            spacing: 16
+
+            Image {
+                Layout.preferredHeight: 48
+                Layout.preferredWidth: 48
+                source: "images/AppIcon.svg"
+                sourceSize: Qt.size(48, 48)
+            }
+            Label {
+                Layout.fillWidth: true
+                font.bold: true
+                text: root.title
+                wrapMode: Text.Wrap
+            }
+        }
+        RowLayout {
+            Layout.alignment: Qt.AlignRight
+            spacing: 8
+
+            Button {
+                id: yesButton
+
+                highlighted: true
+                text: qsTr("예")
+
+                Accessible.onPressAction: clicked()
+                KeyNavigation.right: noButton
+                Keys.onEnterPressed: clicked()
+                Keys.onReturnPressed: clicked()
+                onClicked: root.windowDelegate.answer(true)
+            }
+            Button {
+                id: noButton
+
+                text: qsTr("아니오")
+
+                Accessible.onPressAction: clicked()
+                KeyNavigation.left: yesButton
+                Keys.onEnterPressed: clicked()
+                Keys.onReturnPressed: clicked()
+                onClicked: root.windowDelegate.answer(false)
+            }
+        }
+    }
+}

@@ -1,0 +1,40 @@
+import QtQuick
+import QtQuick.Layouts
+import Vornex.State
+
+ColumnLayout {
+    id: root
+
+    required property AppViewModel viewModel
+
+    spacing: 0
+
+    HeaderBar {
+        Layout.fillWidth: true
+    }
+    Divider {
+        Layout.fillWidth: true
+    }
+    RowLayout {
+        Layout.fillHeight: true
+        Layout.fillWidth: true
+        spacing: 0
+
+        LeftPanel {
+            Layout.fillHeight: true
+            Layout.fillWidth: true
+            Layout.minimumWidth: 0
+            viewModel: root.viewModel
+        }
+        Divider {
+            Layout.fillHeight: true
+        }
+        RightPanel {
+            Layout.fillHeight: true
+            Layout.preferredWidth: 460
+            Layout.minimumWidth: 460
+            Layout.maximumWidth: 460
+            viewModel: root.viewModel
+        }
+    }
+}

@@ -1,0 +1,151 @@
+#include "contentview.h"
+
+#include "card/processmanager.h"
+#include "card/sdmanager.h"
+#include "common/bundle.h"
+#include "common/log.h"
+#include "common/processvalues.h"
+#include "common/task.h"
+#include "desktop/desktop.h"
+#include "playback/multitrackplayer.h"
+
+#include <QPointer>
+#include <QScreen>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr QSize firstWindowSize(1100, 720);
+
+} // namespace
+
+ContentView::ContentView(Desktop &desktop, MovieOpener openMovie, Preferences &preferences,
+                         std::function<void()> exit, QObject *parent)
+    : QObject(parent)
+    , m_viewModel(std::make_unique<AppViewModel>(desktop, std::move(openMovie), preferences))
+    , m_sdManager(std::make_unique<SDManager>(*desktop.diskWatcher))
+    , m_exit(std::move(exit))
+{
+    m_windowDelegate.setTerminate([this] { terminate(); });
+    connect(&m_windowDelegate, &WindowDelegate::windowWillClose, this, &ContentView::mainWindowWillClose);
+    connect(m_sdManager.get(), &SDManager::detectedDiskChanged, this, &ContentView::onDetectedDiskChanged);
+    for (const auto signal : {&AppViewModel::isAlertingChanged, &AppViewModel::alertMessageChanged,
+                              &AppViewModel::procMessageChanged, &AppViewModel::downloadMessageChanged})
+        connect(m_viewModel.get(), signal, this, &ContentView::updateOverlay);
+}
+
+ContentView::~ContentView() = default;
+
+QString ContentView::title() const { return tr("Vornex %1 (%2)").arg(shortVersion(), buildVersion()); }
+
+void ContentView::showWindow(QWindow *window)
+{
+    window->resize(firstWindowSize);
+    if (const QScreen *screen = window->screen()) {
+        QRect frame({}, firstWindowSize);
+        frame.moveCenter(screen->availableGeometry().center());
+        window->setPosition(frame.topLeft());
+    }
+    m_windowDelegate.setViewModel(m_viewModel.get());
+    m_windowDelegate.setWindow(window);
+    window->show();
+}
+
+void ContentView::appear()
+{
+    startTask(this, [this] { return setUp(); });
+}
+
+QCoro::Task<> ContentView::setUp()
+{
+    const QPointer<ContentView> self(this);
+    const bool success = co_await m_viewModel->procManager().setup();
+    if (!self)
+        co_return;
+    m_isInitialized = success;
+    updateOverlay();
+    if (success)
+        m_sdManager->startMonitoring();
+    else
+        terminate();
+}
+
+void ContentView::onDetectedDiskChanged()
+{
+    const QString path = m_sdManager->detectedDisk().value_or(QString());
+    updateOverlay();
+    if (path == m_cardPath)
+        return;
+    m_cardPath = path;
+    path.isEmpty() ? cardDetached() : cardAttached();
+}
+
+void ContentView::cardAttached()
+{
+    logLine(QStringLiteral("[ContentView] SD Card Attached"));
+    m_viewModel->loadFileList();
+}
+
+// A selection that is running ends by itself when it finds the list empty.
+void ContentView::cardDetached()
+{
+    logLine(QStringLiteral("[ContentView] SD Card Detached"));
+    m_sdManager->setDetectedDisk(std::nullopt);
+    m_viewModel->cancelLoading();
+    m_viewModel->playerManager()->stop();
+    m_viewModel->playerManager()->clearVideoPlayers();
+    m_viewModel->clearVideoPlayers();
+    m_viewModel->clearFileList();
+    m_viewModel->clearFiltered();
+    m_viewModel->procManager().deleteDirectory(processvalues::tempRoot() + QStringLiteral("cfg"));
+    m_viewModel->procManager().deleteDirectory(processvalues::tempRoot() + QStringLiteral("mov"));
+    m_viewModel->setUploaded(true); // clears the highlighted tab of the list
+    startTask(this, [this] { return endUploaded(); });
+}
+
+QCoro::Task<> ContentView::endUploaded()
+{
+    const QPointer<ContentView> self(this);
+    co_await sleepFor(1s);
+    if (self)
+        m_viewModel->setUploaded(false);
+}
+
+void ContentView::mainWindowWillClose()
+{
+    logLine(QStringLiteral("[ContenView] willCloseNotification"));
+    m_viewModel->playerManager()->stop();
+    m_viewModel->cancelLoading();
+}
+
+void ContentView::updateOverlay()
+{
+    const Overlay overlay = Overlay::of({
+        m_isInitialized,
+        m_viewModel->isAlerting(),
+        m_sdManager->detectedDisk().has_value(),
+        m_viewModel->alertMessage(),
+        m_viewModel->procMessage(),
+        m_viewModel->downloadMessage(),
+    });
+    if (overlay == m_overlay)
+        return;
+    m_overlay = overlay;
+    Q_EMIT overlayChanged();
+}
+
+void ContentView::overlayButtonPressed()
+{
+    switch (m_overlay.action) {
+    case Overlay::Action::DismissAlert: m_viewModel->setAlertMessage(std::nullopt); break;
+    case Overlay::Action::DismissDownload: m_viewModel->setDownloadMessage(std::nullopt); break;
+    case Overlay::Action::None: break;
+    }
+}
+
+void ContentView::terminate()
+{
+    m_windowDelegate.closeWithoutAsking();
+    m_exit();
+}
