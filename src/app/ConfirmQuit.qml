@@ -53,6 +53,7 @@ Dialog {
                 highlighted: true
                 text: qsTr("예")
 
+                Accessible.name: text
                 Accessible.onPressAction: clicked()
                 KeyNavigation.right: noButton
                 Keys.onEnterPressed: clicked()
@@ -64,6 +65,7 @@ Dialog {
 
                 text: qsTr("아니오")
 
+                Accessible.name: text
                 Accessible.onPressAction: clicked()
                 KeyNavigation.left: yesButton
                 Keys.onEnterPressed: clicked()

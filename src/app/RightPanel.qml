@@ -57,6 +57,8 @@ ColumnLayout {
         enabled: root.viewModel.fileCount > 0 && !root.viewModel.uploaded
         leftPadding: 12
         text: qsTr("전체선택")
+
+        Accessible.name: text
         onCheckedChanged: root.viewModel.setAllChecked(checked)
     }
     FileList {
