@@ -21,7 +21,8 @@ Dialog {
 
     onOpened: yesButton.forceActiveFocus()
 
-    contentItem: ColumnLayout {
+    ColumnLayout {
+        anchors.fill: parent
         spacing: 16
 
         Keys.onEscapePressed: root.windowDelegate.answer(false)
@@ -34,7 +35,8 @@ Dialog {
                 Layout.preferredHeight: 48
                 Layout.preferredWidth: 48
                 source: "images/AppIcon.svg"
-                sourceSize: Qt.size(48, 48)
+                sourceSize.height: 48
+                sourceSize.width: 48
             }
             Label {
                 Layout.fillWidth: true

@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls
 import Vornex.State
@@ -59,6 +60,8 @@ Rectangle {
         }
 
         delegate: FileRow {
+            id: row
+
             isCurrent: ListView.isCurrentItem && list.activeFocus
             isLocal: root.viewModel.uploaded
             usesKindColours: root.viewModel.selectedTab > 3
@@ -66,10 +69,10 @@ Rectangle {
 
             onTapped: {
                 list.forceActiveFocus();
-                list.currentIndex = index;
-                root.viewModel.tapRow(index);
+                list.currentIndex = row.index;
+                root.viewModel.tapRow(row.index);
             }
-            onTicked: isOn => root.viewModel.setChecked(index, isOn)
+            onTicked: isOn => root.viewModel.setChecked(row.index, isOn)
         }
     }
 }

@@ -10,7 +10,8 @@ Item {
         anchors.leftMargin: 10
         anchors.verticalCenter: parent.verticalCenter
         source: "images/logo_halden.svg"
-        sourceSize: Qt.size(132, 24)
+        sourceSize.height: 24
+        sourceSize.width: 132
 
         Accessible.name: "Vornex"
         Accessible.role: Accessible.Graphic
