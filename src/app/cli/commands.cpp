@@ -85,7 +85,7 @@ Request Request::parse(const QStringList &arguments)
         return answerOnly(ExitStatus::Whole, parser.helpText() + exitStatusHelp());
     if (parser.isSet(version)) {
         return answerOnly(ExitStatus::Whole,
-                      QStringLiteral("vornex-cli %1 (%2)").arg(shortVersion(), buildVersion()));
+                          QStringLiteral("vornex-cli %1 (%2)").arg(shortVersion(), buildVersion()));
     }
     Request request;
     const QStringList words = parser.positionalArguments();
