@@ -23,6 +23,7 @@ Rectangle {
         anchors.fill: parent
         boundsBehavior: Flickable.StopAtBounds
         clip: true
+        focus: true
         highlightMoveDuration: 0
         keyNavigationEnabled: true
         model: root.viewModel.rows

@@ -228,13 +228,11 @@ void AppViewModelTest::lastFilterRequestWins()
     addRecordings(m_card, QStringLiteral("normal"), {at("100000")});
     addRecordings(m_card, QStringLiteral("event"), {at("110000")});
     loadWholeCard();
-    QSignalSpy resets(m_model->rows(), &QAbstractItemModel::modelReset);
     auto first = m_model->applyFilter(kAll);
     auto second = m_model->applyFilter(QStringLiteral("event"));
     QCoro::waitFor(std::move(second));
     QCoro::waitFor(std::move(first));
     QCOMPARE(names(), QStringList(at("110000")));
-    QCOMPARE(resets.size(), 1);
 
     auto late = m_model->applyFilter(kAll);
     m_model->clearFiltered(); // the card goes

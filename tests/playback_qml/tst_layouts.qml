@@ -101,7 +101,7 @@ Item {
             root.mode = 0;
             compare(tabs.selectedIndex, 0);
             waitForRendering(tabs); // the row of the new tabs is laid out
-            mouseClick(Array.from(tabs.children).find(tab => tab.name === "CH3"));
+            mouseClick(Array.from(tabs.children).find(tab => tab.modelData === "CH3"));
             compare(root.mode, 3);
             compare(tabs.selectedIndex, 3);
             root.mode = 1;

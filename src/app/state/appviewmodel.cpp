@@ -78,11 +78,11 @@ void AppViewModel::setPreviousChannels(int count)
     assign(m_previousChannels, count, &AppViewModel::previousChannelsChanged);
 }
 
-QObjectList AppViewModel::videoPlayerObjects() const
+QVariantList AppViewModel::videoPlayerObjects() const
 {
-    QObjectList objects;
+    QVariantList objects;
     for (const TrackPlayerPtr &player : m_videoPlayers)
-        objects.append(player.get());
+        objects.append(QVariant::fromValue<QObject *>(player.get()));
     return objects;
 }
 

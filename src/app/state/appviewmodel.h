@@ -34,7 +34,7 @@ class AppViewModel : public QObject
     Q_PROPERTY(int selectedRow READ selectedRow NOTIFY selectedIndexChanged FINAL)
     Q_PROPERTY(bool isAllChecked READ isAllChecked NOTIFY isAllCheckedChanged FINAL)
     Q_PROPERTY(MultiTrackPlayer *playerManager READ playerManager CONSTANT FINAL)
-    Q_PROPERTY(QObjectList videoPlayerObjects READ videoPlayerObjects NOTIFY videoPlayersChanged FINAL)
+    Q_PROPERTY(QVariantList videoPlayerObjects READ videoPlayerObjects NOTIFY videoPlayersChanged FINAL)
 
 public:
     /// What is passed must outlive the state.
@@ -88,7 +88,7 @@ public:
     [[nodiscard]] ProcessManager &procManager() { return m_procManager; }
     [[nodiscard]] MultiTrackPlayer *playerManager() { return &m_playerManager; }
     [[nodiscard]] const TrackPlayerList &videoPlayers() const { return m_videoPlayers; } ///< for the views
-    [[nodiscard]] QObjectList videoPlayerObjects() const;
+    [[nodiscard]] QVariantList videoPlayerObjects() const; ///< the same as values that QML knows
     void clearVideoPlayers();
 
     /// Begins a card session: reads the card, shows the first tab, starts the background extraction.
