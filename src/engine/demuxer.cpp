@@ -31,7 +31,6 @@ std::unique_ptr<Demuxer> Demuxer::open(std::shared_ptr<const MovieSource> source
 {
     std::unique_ptr<Demuxer> demuxer(new Demuxer(std::move(source)));
     const int result = demuxer->openFormat();
-    demuxer->m_isOpening = false;
     if (result >= 0)
         return demuxer;
     *error = avErrorText(result);
@@ -42,7 +41,7 @@ Demuxer::~Demuxer() = default;
 
 int Demuxer::openFormat()
 {
-    m_openBy = std::chrono::steady_clock::now() + openingTime;
+    m_deadline = std::chrono::steady_clock::now() + openingTime;
     auto *buffer = static_cast<uchar *>(av_malloc(ioBufferSize));
     m_io.reset(avio_alloc_context(buffer, ioBufferSize, 0, this, readCallback, nullptr, seekCallback));
     AVFormatContext *format = avformat_alloc_context();
@@ -65,9 +64,18 @@ int Demuxer::openFormat()
     return 0;
 }
 
+void Demuxer::setDeadline(std::optional<TimePoint> deadline)
+{
+    m_deadline = deadline;
+    if (deadline)
+        return;
+    m_io->error = 0;
+    m_io->eof_reached = 0;
+}
+
 bool Demuxer::mustGiveUp() const
 {
-    return m_isCancelled || (m_isOpening && std::chrono::steady_clock::now() > m_openBy);
+    return m_isCancelled || (m_deadline && std::chrono::steady_clock::now() > *m_deadline);
 }
 
 int Demuxer::readCallback(void *opaque, uint8_t *target, int size)

@@ -4,18 +4,24 @@
 #include "moviesource.h"
 
 #include <atomic>
+#include <optional>
 
 /// A libavformat context on a movie source. One thread at a time, except cancel().
 class Demuxer
 {
 public:
-    /// Reads the headers, for a bounded time. Without a result, error tells why.
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// Reads the headers, for a bounded time, which goes on to count for what is read until setDeadline().
+    /// Without a result, error tells why.
     static std::unique_ptr<Demuxer> open(std::shared_ptr<const MovieSource> source, QString *error);
     ~Demuxer();
     Q_DISABLE_COPY_MOVE(Demuxer)
 
     [[nodiscard]] AVFormatContext *format() const { return m_format.get(); }
     [[nodiscard]] qint64 fileSize() const { return m_source->size(); }
+    /// Reads fail from then on; none: they never do for their time, and earlier failures are forgotten.
+    void setDeadline(std::optional<TimePoint> deadline);
     /// Reads fail from now on. Any thread.
     void cancel() { m_isCancelled = true; }
 
@@ -40,8 +46,7 @@ private:
     std::shared_ptr<const MovieSource> m_source;
     qint64 m_offset = 0;
     std::atomic<bool> m_isCancelled = false;
-    std::chrono::steady_clock::time_point m_openBy;
-    bool m_isOpening = true;
+    std::optional<TimePoint> m_deadline;
     std::unique_ptr<AVIOContext, IoDelete> m_io;
     FormatPtr m_format; // goes before the input that it reads from
 };

@@ -1,11 +1,15 @@
 #include "trackreader.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
 constexpr int longestLead = 64; // packets before the first one that is shown
 constexpr int mostBadPackets = 1000; // in a row
+constexpr auto measuringTime = std::chrono::seconds(2);
+constexpr double longestEstimate = 1e15; // nanoseconds: more than eleven days
+constexpr int64_t mostMeasured = int64_t{2} << 30; // bytes
 
 int64_t spanOf(const AVFormatContext &format, const AVStream &stream)
 {
@@ -52,6 +56,7 @@ std::unique_ptr<TrackReader> TrackReader::open(std::shared_ptr<const MovieSource
     reader->findReadableEnd();
     if (reader->m_duration <= Nanoseconds(0))
         reader->measureDuration();
+    reader->m_demuxer->setDeadline(std::nullopt);
     return reader;
 }
 
@@ -113,18 +118,29 @@ void TrackReader::findReadableEnd()
         m_readableEnd = timeOf(avformat_index_get_entry(m_stream, last)->timestamp);
 }
 
-/// For files that don't tell, as fragmented ones: by a walk through the packets.
+/// For files that don't tell, as fragmented ones: by a walk through the packets. What is too much to walk
+/// through is estimated from the part that was seen.
 void TrackReader::measureDuration()
 {
     const PacketPtr packet(av_packet_alloc());
     Nanoseconds end(0);
     for (const PacketPtr &pending : m_pending)
         end = std::max(end, timeOf(pending->pts + pending->duration));
-    while (packet && readFromFile(packet.get())) {
+    const auto until = std::chrono::steady_clock::now() + measuringTime;
+    int64_t offset = 0;
+    m_demuxer->setDeadline(until); // one read may walk through any number of other tracks' packets
+    while (packet && offset < mostMeasured && readFromFile(packet.get())) {
         end = std::max(end, timeOf(packet->pts + packet->duration));
+        offset = std::max(offset, packet->pos);
         av_packet_unref(packet.get());
     }
-    m_duration = end;
+    const bool isPart = offset >= mostMeasured || std::chrono::steady_clock::now() >= until;
+    const double share =
+        static_cast<double>(offset) / static_cast<double>(std::max<qint64>(m_demuxer->fileSize(), 1));
+    m_duration = isPart && share > 0 && share < 1 ? Nanoseconds(
+                     std::llround(std::clamp(static_cast<double>(end.count()) / share, 0.0, longestEstimate)))
+                                                  : end;
+    m_demuxer->setDeadline(std::nullopt);
     m_pending.clear();
     m_readUntil = Nanoseconds(0);
     seekToKey(Nanoseconds(0));
