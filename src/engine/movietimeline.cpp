@@ -15,24 +15,49 @@ MovieTimeline::MovieTimeline(std::unique_ptr<HostClock> clock)
 
 MovieTimeline::Time MovieTimeline::now() const { return m_heldSince.value_or(m_clock->now()) - m_heldInAll; }
 
-void MovieTimeline::hold(const QObject *by)
+std::optional<HoldStage> MovieTimeline::holdStage() const
 {
+    const auto earliest = std::min_element(m_holders.begin(), m_holders.end());
+    return earliest == m_holders.end() ? std::nullopt : std::optional(*earliest);
+}
+
+void MovieTimeline::hold(const QObject *by, HoldStage stage)
+{
+    const std::optional<HoldStage> former = holdStage();
     const Time host = m_clock->now();
-    const bool isNew = !m_heldSince;
-    if (isNew)
+    if (!m_heldSince)
         m_heldSince = host;
     m_holdEnd = host + holdLimit;
-    m_holders.insert(by);
-    if (isNew)
-        tick();
-    else
-        arm();
+    m_holders.insert(by, stage);
+    holdersChanged(former);
+}
+
+void MovieTimeline::advanceHold(const QObject *by, HoldStage stage)
+{
+    const auto holder = m_holders.find(by);
+    if (holder == m_holders.end())
+        return;
+    const std::optional<HoldStage> former = holdStage();
+    *holder = stage;
+    holdersChanged(former);
 }
 
 void MovieTimeline::release(const QObject *by)
 {
-    if (m_holders.remove(by) && m_holders.isEmpty())
-        endHold();
+    const std::optional<HoldStage> former = holdStage();
+    if (m_holders.remove(by))
+        holdersChanged(former);
+}
+
+void MovieTimeline::holdersChanged(std::optional<HoldStage> former)
+{
+    const std::optional<HoldStage> stage = holdStage();
+    if (!stage)
+        return endHold();
+    if (stage == former)
+        return arm();
+    m_holdEnd = m_clock->now() + holdLimit;
+    tick();
 }
 
 void MovieTimeline::endHold()

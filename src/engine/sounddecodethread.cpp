@@ -97,7 +97,7 @@ void SoundDecodeThread::begin(Nanoseconds target)
 {
     m_queue->clear();
     m_target = m_reader->withinReadable(target);
-    m_reader->seekToKey(std::max(m_target - preroll, Nanoseconds(0)));
+    m_reader->seekToKey(m_target - preroll); // at the start, too: coders put a frame before it
     avcodec_flush_buffers(m_decoder.get());
     m_resampler.reset();
     m_isDraining = false;

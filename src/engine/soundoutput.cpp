@@ -11,6 +11,7 @@
 namespace {
 
 constexpr auto watchInterval = std::chrono::milliseconds(100);
+constexpr auto beginWatchInterval = std::chrono::milliseconds(5);
 constexpr int standstillLimit = 6; // watches
 constexpr int leadsForJudging = 5;
 constexpr double leadForJump = 0.06; // seconds: beyond that a jump is better than seconds out of step
@@ -87,7 +88,11 @@ SoundOutput *SoundOutput::create(QObject *context, std::function<void(QAudioForm
 
 SoundOutput::SoundOutput()
     : m_watch(this)
+    , m_beginWatch(this)
 {
+    m_beginWatch.setInterval(beginWatchInterval);
+    m_beginWatch.setTimerType(Qt::PreciseTimer);
+    connect(&m_beginWatch, &QTimer::timeout, this, &SoundOutput::lookForBegin);
     m_watch.setInterval(watchInterval);
     connect(&m_watch, &QTimer::timeout, this, &SoundOutput::watch);
 }
@@ -97,7 +102,6 @@ SoundOutput::~SoundOutput() = default;
 void SoundOutput::dispose()
 {
     QMetaObject::invokeMethod(this, [this] {
-        m_watch.stop();
         closeSink();
         deleteLater();
     });
@@ -110,10 +114,16 @@ void SoundOutput::setQueue(std::shared_ptr<SoundQueue> queue)
     QMetaObject::invokeMethod(this, [this, queue = std::move(queue)] { m_queue = queue; });
 }
 
-void SoundOutput::start(Nanoseconds position)
+void SoundOutput::start(Nanoseconds position, Clock clock, quint64 number)
 {
     follow(position);
-    QMetaObject::invokeMethod(this, [this] { startSink(); });
+    m_heldAt = position.count();
+    m_isClockHeld = clock == Clock::Held;
+    QMetaObject::invokeMethod(this, [this, number] {
+        m_startNumber = number;
+        m_hasBegun = false;
+        startSink();
+    });
 }
 
 void SoundOutput::stop()
@@ -121,6 +131,7 @@ void SoundOutput::stop()
     QMetaObject::invokeMethod(this, [this] {
         m_isStarted = false;
         m_watch.stop();
+        m_beginWatch.stop();
         if (m_sink)
             m_sink->reset();
     });
@@ -138,18 +149,27 @@ void SoundOutput::setVolume(float level)
 void SoundOutput::follow(Nanoseconds position)
 {
     m_clockOffset = (position - std::chrono::steady_clock::now().time_since_epoch()).count();
+    m_isClockHeld = false;
 }
 
 Nanoseconds SoundOutput::clockPosition() const
 {
+    if (m_isClockHeld) // until the first sample is heard
+        return Nanoseconds(m_heldAt);
     return std::chrono::steady_clock::now().time_since_epoch() + Nanoseconds(m_clockOffset);
 }
 
 void SoundOutput::startSink()
 {
     const QAudioDevice device = QMediaDevices::defaultAudioOutput();
-    if (!m_queue || device.isNull())
-        return;
+    if (m_queue && !device.isNull())
+        openSink(device);
+    else
+        tellBegun();
+}
+
+void SoundOutput::openSink(const QAudioDevice &device)
+{
     if (!m_sink)
         m_sink = std::make_unique<QAudioSink>(device, m_format);
     m_sink->setVolume(m_volume);
@@ -164,9 +184,22 @@ void SoundOutput::startSink()
     m_feed = std::make_unique<Feed>(*this);
     m_sink->start(m_feed.get());
     if (m_sink->state() == QAudio::StoppedState) // a failure is told in no other way
-        closeSink();
-    else
-        m_watch.start();
+        return closeSink();
+    m_watch.start();
+    m_beginWatch.start();
+}
+
+void SoundOutput::lookForBegin()
+{
+    if (m_sink && m_sink->processedUSecs() > 0)
+        tellBegun();
+}
+
+void SoundOutput::tellBegun()
+{
+    m_beginWatch.stop();
+    if (!std::exchange(m_hasBegun, true))
+        Q_EMIT begun(m_startNumber);
 }
 
 void SoundOutput::closeSink()
@@ -177,6 +210,7 @@ void SoundOutput::closeSink()
         m_sink->reset();
     m_sink.reset();
     m_feed.reset();
+    tellBegun(); // nothing more is to be waited for
 }
 
 /// How long what was delivered goes on before the next sample is heard.
@@ -232,7 +266,7 @@ void SoundOutput::watch()
     m_lastProcessed = processed;
     if (isDead || m_standstill >= standstillLimit)
         return closeSink();
-    if (m_mustAlign || !m_nextTime || processed == 0)
+    if (m_mustAlign || !m_nextTime || processed == 0 || m_isClockHeld)
         return;
     const double lead = toSeconds(*m_nextTime - waiting() - clockPosition());
     m_meanLead = m_leadCount == 0 ? lead : m_meanLead + leadSmoothing * (lead - m_meanLead);

@@ -16,6 +16,8 @@ class SoundOutput final : public QObject
 {
     Q_OBJECT
 public:
+    enum class Clock { Running, Held };
+
     /// Made from the main thread; opened() tells the format to be delivered, on the main thread.
     static SoundOutput *create(QObject *context, std::function<void(QAudioFormat)> opened);
     /// Ends the sound and the object. Main thread; the pointer is no longer to be used.
@@ -26,17 +28,26 @@ public:
 
     // Main thread; carried out a little later
     void setQueue(std::shared_ptr<SoundQueue> queue);
-    void start(Nanoseconds position);
+    /// With the clock held, the sound begins at position whenever the device gets going, and the clock waits
+    /// there for begun() and the first follow().
+    void start(Nanoseconds position, Clock clock, quint64 number);
     void stop(); ///< silent at once
     void setVolume(float level);
     /// Where the clock is just now, while started.
     void follow(Nanoseconds position);
+
+Q_SIGNALS:
+    /// The device plays what the start of that number asked for, or it failed. From the sound thread.
+    void begun(quint64 number);
 
 private:
     class Feed;
     SoundOutput();
     void open();
     void startSink();
+    void openSink(const QAudioDevice &device);
+    void lookForBegin();
+    void tellBegun();
     void closeSink();
     void watch();
     qint64 fill(char *target, qint64 size);
@@ -44,8 +55,10 @@ private:
     [[nodiscard]] Nanoseconds clockPosition() const;
     [[nodiscard]] Nanoseconds waiting() const;
 
-    // The clock: position minus the host's time. Any thread.
-    std::atomic<Nanoseconds::rep> m_clockOffset = 0;
+    // The clock. Any thread.
+    std::atomic<Nanoseconds::rep> m_clockOffset = 0; // position minus the host's time
+    std::atomic<Nanoseconds::rep> m_heldAt = 0; // position
+    std::atomic<bool> m_isClockHeld = false;
 
     // The sound thread's own
     std::shared_ptr<SoundQueue> m_queue;
@@ -53,6 +66,9 @@ private:
     std::unique_ptr<Feed> m_feed;
     std::unique_ptr<QAudioSink> m_sink;
     QTimer m_watch;
+    QTimer m_beginWatch;
+    quint64 m_startNumber = 0;
+    bool m_hasBegun = true;
     float m_volume = 1;
     bool m_isStarted = false;
     bool m_mustAlign = true;

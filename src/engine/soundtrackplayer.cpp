@@ -17,6 +17,12 @@ void SoundTrackPlayer::startDecoding(const QAudioFormat &format)
     m_isWithoutDevice = !format.isValid();
     if (m_isWithoutDevice)
         return setReady();
+    connect(m_output, &SoundOutput::begun, this, [this](quint64 start) {
+        if (!m_isSounding || start != m_start)
+            return;
+        m_hasBegun = true;
+        setReady();
+    });
     auto queue = std::make_shared<SoundQueue>(format.sampleRate(), format.bytesPerFrame());
     m_output->setQueue(queue);
     m_decodeThread = std::make_unique<SoundDecodeThread>(m_reader, m_decoder, format, queue, [this] {
@@ -41,20 +47,41 @@ void SoundTrackPlayer::seekDecoder(Time target)
         m_decodeThread->seek(target, ++m_decodeSerial);
 }
 
+/// The device is started while the time is still held, once everything else is there: so what it needs to get
+/// going costs none of the sound.
 void SoundTrackPlayer::present(Time position)
 {
     if (!m_decodeThread)
         return;
-    if (isRunning() && m_isSounding) {
+    const bool mayBegin = isPlaying() && timeline().holdStage() == HoldStage::Device;
+    if (isRunning() && m_isSounding)
         m_output->follow(position);
-    } else if (isRunning()) {
-        m_isSounding = true;
-        m_output->start(position);
-    } else if (m_isSounding) {
-        m_isSounding = false;
-        m_output->stop();
-        seekDecoder(position);
-    }
+    else if (isRunning())
+        begin(position, SoundOutput::Clock::Running);
+    else if (mayBegin && !m_isSounding)
+        begin(position, SoundOutput::Clock::Held);
+    else if (!mayBegin && m_isSounding)
+        silence(position);
+}
+
+void SoundTrackPlayer::begin(Time position, SoundOutput::Clock clock)
+{
+    m_isSounding = true;
+    m_hasBegun = false;
+    m_output->start(position, clock, ++m_start);
+}
+
+void SoundTrackPlayer::silence(Time position)
+{
+    m_isSounding = false;
+    m_output->stop();
+    seekDecoder(position);
+}
+
+std::optional<HoldStage> SoundTrackPlayer::neededToStart()
+{
+    const bool isNeeded = m_decodeThread && !(m_isSounding && m_hasBegun);
+    return isNeeded ? std::optional(HoldStage::Device) : std::nullopt;
 }
 
 void SoundTrackPlayer::decoderProgressed()

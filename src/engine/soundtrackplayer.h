@@ -18,16 +18,21 @@ public:
 
 private:
     void startSeek(Time target, quint64 newSerial) override;
+    [[nodiscard]] std::optional<HoldStage> neededToStart() override;
     void present(Time position) override;
     [[nodiscard]] std::optional<Time> nextDue(Time) const override { return std::nullopt; }
     void startDecoding(const QAudioFormat &format);
     void seekDecoder(Time target);
+    void begin(Time position, SoundOutput::Clock clock);
+    void silence(Time position);
     void decoderProgressed();
 
     std::shared_ptr<TrackReader> m_reader;
     std::shared_ptr<AVCodecContext> m_decoder;
     SoundOutput *m_output; // its own master
-    bool m_isSounding = false;
+    bool m_isSounding = false; // the device was started
+    quint64 m_start = 0; // number of that start
+    bool m_hasBegun = false; // since that start it plays, or never will
     bool m_isWithoutDevice = false;
     quint64 m_decodeSerial =
         1; // raised by seeks, and by stops, after which what wasn't heard is decoded again

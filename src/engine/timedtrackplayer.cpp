@@ -29,6 +29,9 @@ void TimedTrackPlayer::play()
     m_startedAt = m_timeline->now();
     m_nextReport = m_base;
     reportSoon();
+    if (m_isReady) // else setReady() will ask
+        if (const std::optional<HoldStage> stage = neededToStart())
+            m_timeline->hold(this, *stage);
     tick();
 }
 
@@ -39,6 +42,8 @@ void TimedTrackPlayer::pause()
     m_base = position();
     m_isPlaying = false;
     reportSoon();
+    if (m_isReady)
+        m_timeline->release(this);
     tick();
 }
 
@@ -50,10 +55,20 @@ void TimedTrackPlayer::seek(double seconds, SeekTolerance)
     m_base = std::min(Time(std::llround(target * 1e9)), m_duration);
     m_startedAt = m_timeline->now();
     m_hasEnded = false;
+    m_isReady = false;
     m_dataEnd.reset();
     startSeek(m_base, ++m_serial);
     m_nextReport = m_base;
     reportSoon();
+}
+
+void TimedTrackPlayer::setReady()
+{
+    m_isReady = true;
+    if (const std::optional<HoldStage> stage = m_isPlaying ? neededToStart() : std::nullopt)
+        m_timeline->advanceHold(this, *stage);
+    else
+        m_timeline->release(this);
 }
 
 TimedTrackPlayer::Time TimedTrackPlayer::position() const

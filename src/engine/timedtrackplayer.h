@@ -22,17 +22,21 @@ protected:
     TimedTrackPlayer(std::shared_ptr<MovieTimeline> timeline, Time duration);
 
     [[nodiscard]] Time position() const;
+    [[nodiscard]] bool isPlaying() const { return m_isPlaying; }
     [[nodiscard]] bool isRunning() const { return m_isPlaying && !m_timeline->isHeld(); }
     [[nodiscard]] quint64 serial() const { return m_serial; } ///< raised by each seek
     [[nodiscard]] const MovieTimeline &timeline() const { return *m_timeline; }
-    /// Time may go on as far as this track is concerned: what belongs to the newest position is there.
-    void setReady() { m_timeline->release(this); }
+    /// What belongs to the newest position is there: while it doesn't play, time may go on as far as this
+    /// track is concerned. Once more when what neededToStart() told is there.
+    void setReady();
     /// Where the data ends, if that is before the duration.
     void setDataEnd(Time end) { m_dataEnd = end; }
     void tick();
 
 private:
     virtual void startSeek(Time target, quint64 newSerial) = 0;
+    /// What is still to be waited for, now that what belongs to the position is there, before time goes on.
+    [[nodiscard]] virtual std::optional<HoldStage> neededToStart() = 0;
     /// Called at each tick: shows what is due.
     virtual void present(Time position) = 0;
     /// The next time after position at which present() has something to do.
@@ -50,6 +54,7 @@ private:
     Time m_startedAt{0};
     Time m_nextReport{0};
     quint64 m_serial = 0;
+    bool m_isReady = false; // setReady() since the last seek
     bool m_isPlaying = false;
     bool m_hasEnded = false;
     bool m_isReportPending = false;

@@ -6,6 +6,7 @@
 namespace {
 
 constexpr Nanoseconds hopelesslyLate = std::chrono::milliseconds(500);
+constexpr int64_t pixelsForAllAhead = 2048LL * 1152; // larger pictures would take too much memory
 
 } // namespace
 
@@ -57,6 +58,14 @@ void VideoDecodeThread::runAhead()
         m_mayRunAhead = true;
     }
     m_changed.notify_one();
+}
+
+bool VideoDecodeThread::isSupplied()
+{
+    const std::scoped_lock lock(m_mutex);
+    const bool isSupplied = m_state.isReady && (m_isAtEnd || m_frames.size() >= framesToStart);
+    m_mustTellSupply = !isSupplied;
+    return isSupplied;
 }
 
 VideoFramePtr VideoDecodeThread::takeDue(Nanoseconds position)
@@ -115,7 +124,9 @@ bool VideoDecodeThread::hasRoom() const
 {
     if (m_isAtEnd)
         return false;
-    return m_isSeeking || (m_mayRunAhead && m_frames.size() < framesAhead);
+    const AVCodecParameters &codec = *m_reader->stream().codecpar;
+    const bool isLarge = int64_t{codec.width} * codec.height > pixelsForAllAhead;
+    return m_isSeeking || (m_mayRunAhead && m_frames.size() < (isLarge ? framesToStart : framesAhead));
 }
 
 void VideoDecodeThread::begin(Nanoseconds target, quint64 serial)
@@ -247,6 +258,10 @@ void VideoDecodeThread::push(const Candidate &decoded)
         if (!m_state.isReady && m_serving == m_wantedSerial) {
             m_state.isReady = true;
             m_state.readySerial = m_serving;
+            isNews = true;
+        }
+        if (m_mustTellSupply && m_frames.size() >= framesToStart) {
+            m_mustTellSupply = false;
             isNews = true;
         }
     }

@@ -29,6 +29,8 @@ public:
     /// After a seek only the picture asked for is decoded, so that channels which are still on their way get
     /// the processor, until this is called.
     void runAhead();
+    /// As many frames wait as ever will at this position. If not, notify is called once they do.
+    [[nodiscard]] bool isSupplied();
     /// The newest frame that is due, those before it dropped; none if there is nothing new.
     VideoFramePtr takeDue(Nanoseconds position);
     [[nodiscard]] std::optional<Nanoseconds> nextFrameTime() const;
@@ -45,7 +47,8 @@ private:
         Nanoseconds time;
         Nanoseconds end;
     };
-    static constexpr size_t framesAhead = 4;
+    static constexpr size_t framesToStart = 4;
+    static constexpr size_t framesAhead = 8; // of pictures up to 1080p: see hasRoom()
 
     void run();
     [[nodiscard]] bool hasRoom() const;
@@ -82,6 +85,7 @@ private:
     bool m_mayRunAhead = false;
     bool m_isFirstFrame = true; // of its serial: shown whatever its time is
     bool m_isAtEnd = false;
+    bool m_mustTellSupply = false;
     bool m_isStopping = false;
     State m_state;
     std::atomic<Nanoseconds::rep> m_position = 0; // what is shown now

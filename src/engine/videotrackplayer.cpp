@@ -21,7 +21,7 @@ void VideoTrackPlayer::startSeek(Time target, quint64 newSerial) { m_decodeThrea
 
 void VideoTrackPlayer::present(Time position)
 {
-    if (!timeline().isHeld())
+    if (timeline().holdStage() != HoldStage::Picture)
         m_decodeThread.runAhead();
     VideoFramePtr due = m_decodeThread.takeDue(position);
     if (!due)
@@ -31,6 +31,11 @@ void VideoTrackPlayer::present(Time position)
         m_latest.swap(due); // the former one goes outside the lock
     }
     Q_EMIT frameChanged();
+}
+
+std::optional<HoldStage> VideoTrackPlayer::neededToStart()
+{
+    return m_decodeThread.isSupplied() ? std::nullopt : std::optional(HoldStage::Supply);
 }
 
 std::optional<TimedTrackPlayer::Time> VideoTrackPlayer::nextDue(Time) const

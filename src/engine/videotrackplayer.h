@@ -16,6 +16,7 @@ public:
 
 private:
     void startSeek(Time target, quint64 newSerial) override;
+    [[nodiscard]] std::optional<HoldStage> neededToStart() override;
     void present(Time position) override;
     [[nodiscard]] std::optional<Time> nextDue(Time position) const override;
     void decoderProgressed();

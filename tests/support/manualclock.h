@@ -11,6 +11,8 @@ class ManualClock final : public HostClock
     Q_OBJECT
 public:
     [[nodiscard]] std::chrono::nanoseconds now() const override { return m_now; }
+    /// What is waited for.
+    [[nodiscard]] std::optional<std::chrono::nanoseconds> nextCall() const { return m_call; }
     void callAt(std::chrono::nanoseconds time) override { m_call = time; }
 
     /// Calls what was to be called on the way, each at its time.
