@@ -1,17 +1,20 @@
-// Plays or seeks in a recording by the engine, without drawing, and tells what it cost.
-//   playback_bench play FILE SECONDS     processor seconds, the latest frame against its siblings
-//   playback_bench seek FILE VIDEO_COUNT COUNT    milliseconds of each of COUNT exact seeks
+// Plays or seeks in a recording by the engine and tells what it cost.
+//   playback_bench play FILE SECONDS     processor seconds, the latest frame against its siblings; nothing
+//   drawn playback_bench draw FILE SECONDS     the same with a window that shows all channels playback_bench
+//   seek FILE VIDEO_COUNT COUNT    milliseconds of each of COUNT exact seeks
 // One line of JSON on standard output.
 
 #include "engine/moviefile.h"
+#include "engine/quick/videosurface.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <optional>
-#include <QCoreApplication>
 #include <QCoroTask>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QGuiApplication>
+#include <QQuickWindow>
 #include <QRandomGenerator>
 #include <QTimer>
 #include <sys/resource.h>
@@ -54,12 +57,29 @@ bool allShow(const TrackPlayerList &players, quint64 serial)
     });
 }
 
+/// Two columns of 640 by 360.
+void showIn(QQuickWindow &window, const TrackPlayerList &players)
+{
+    constexpr QSize cell(640, 360);
+    window.resize(cell.width() * 2, cell.height() * 3);
+    for (int i = 0; i < players.size(); i++) {
+        auto *surface = new VideoSurface(window.contentItem());
+        surface->setPosition(QPointF(i % 2 * cell.width(), i / 2 * cell.height()));
+        surface->setSize(cell);
+        surface->setPlayer(players[i].get());
+    }
+    window.show();
+    waitUntil([&] { return window.isExposed(); });
+}
+
 /// How far the channel that is furthest behind is behind the one that is furthest ahead, at each new frame
 /// of any of them, in seconds.
-void play(const QString &path, double seconds)
+void play(const QString &path, double seconds, QQuickWindow *window = nullptr)
 {
     const TrackPlayerList players = openVideos(path, 5);
     waitUntil([&] { return allShow(players, 0); });
+    if (window)
+        showIn(*window, players);
     double largestLag = 0;
     qint64 frames = 0;
     for (const TrackPlayerPtr &player : players)
@@ -83,7 +103,7 @@ void play(const QString &path, double seconds)
         player->play();
     look.start(16);
     QEventLoop loop;
-    QTimer::singleShot(static_cast<int>(seconds * 1000), &loop, &QEventLoop::quit);
+    QTimer::singleShot(static_cast<int>(seconds * 1000), Qt::PreciseTimer, &loop, &QEventLoop::quit);
     loop.exec();
     std::printf(
         "{\"processorSeconds\": %.3f, \"seconds\": %.3f, \"frames\": %lld, \"largestLagSeconds\": %.4f}\n",
@@ -114,13 +134,19 @@ void seek(const QString &path, int videoCount, int count)
 
 int main(int argc, char **argv)
 {
-    const QCoreApplication application(argc, argv);
+    const bool isDrawing = argc > 1 && qstrcmp(argv[1], "draw") == 0;
+    const std::unique_ptr<QCoreApplication> application(isDrawing ? new QGuiApplication(argc, argv)
+                                                                  : new QCoreApplication(argc, argv));
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == QStringLiteral("play") && arguments.size() == 4)
+    if (arguments.value(1) == QStringLiteral("play") && arguments.size() == 4) {
         play(arguments[2], arguments[3].toDouble());
-    else if (arguments.value(1) == QStringLiteral("seek") && arguments.size() == 5)
+    } else if (isDrawing && arguments.size() == 4) {
+        QQuickWindow window;
+        play(arguments[2], arguments[3].toDouble(), &window);
+    } else if (arguments.value(1) == QStringLiteral("seek") && arguments.size() == 5) {
         seek(arguments[2], arguments[3].toInt(), arguments[4].toInt());
-    else
+    } else {
         return 2;
+    }
     return 0;
 }

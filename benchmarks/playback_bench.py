@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Playback against public tools, on the same recordings in one run.
 
-Usage: playback_bench.py [--program build/bin/playback_bench] [--seconds 60] [--rounds 3]
-Needs ffmpeg and mpv. Prints rows: name | ours | theirs | ratio | target
+Usage: playback_bench.py [--program build/bin/playback_bench] [--seconds 60] [--rounds 1] [--drawn 10]
+Needs ffmpeg, mpv and Xvfb. Prints rows: name | ours | theirs | ratio | target
 """
 import argparse
 import json
@@ -16,10 +16,11 @@ import tempfile
 import time
 
 
-def processor_seconds(command):
+def processor_seconds(command, environment=None):
     """Of a child and its children, user and system."""
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
-    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                   env=environment)
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
     return after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime
 
@@ -94,8 +95,9 @@ def mpv_seeks(path, count, duration, arguments):
         player.close()
 
 
-def our_run(program, *arguments):
-    result = subprocess.run([program, *map(str, arguments)], check=True, stdout=subprocess.PIPE)
+def our_run(program, *arguments, environment=None):
+    result = subprocess.run([program, *map(str, arguments)], check=True, stdout=subprocess.PIPE,
+                            env=environment)
     return json.loads(result.stdout)
 
 
@@ -104,16 +106,54 @@ def row(name, ours, theirs, target):
 
 
 def bench_playing(program, path, options):
-    ours, theirs, lags = [], [], []
+    ours, theirs, lags, frames = [], [], [], []
     for _ in range(options.rounds):
         theirs.append(processor_seconds(
             ["ffmpeg", "-v", "error", "-threads", "1", "-i", path, "-map", "0:v", "-f", "null", "-"]))
         played = our_run(program, "play", path, options.seconds)
         ours.append(played["processorSeconds"])
         lags.append(played["largestLagSeconds"])
-    row("playing 1080p30 + 4 x 720p30, processor s (ffmpeg decoding to nothing)", statistics.median(ours),
+        frames.append(played["frames"])
+    shown = f"{statistics.median(frames):.0f} of {options.seconds * 150} frames"
+    row(f"playing 1080p30 + 4 x 720p30, {shown}, processor s (ffmpeg decoding to nothing)", statistics.median(ours),
         statistics.median(theirs), "<= 1.15")
     row("latest frame behind its siblings, s (one frame)", statistics.median(lags), 1 / 30, "<= 1.00")
+
+
+class VirtualDisplay:
+    """Chooses a free number; our and their windows are shown on it."""
+
+    def __enter__(self):
+        read, write = os.pipe()
+        self.process = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", "1400x1200x24", "-nolisten", "tcp", "-ac",
+             "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL)
+        os.close(write)
+        with os.fdopen(read) as numbers:
+            self.environment = dict(os.environ, DISPLAY=":" + numbers.readline().strip(), QT_QPA_PLATFORM="xcb")
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait()
+
+
+def bench_drawing(program, path, options):
+    """Processor seconds of the whole programs for the first seconds, the display's own left out on both sides."""
+    ours, theirs, frames = [], [], []
+    with VirtualDisplay() as display:
+        for _ in range(options.rounds):
+            theirs.append(processor_seconds(
+                ["mpv", "--no-config", "--vo=gpu", "--gpu-sw=yes", "--hwdec=no", "--audio=no",
+                 f"--length={options.drawn}", "--lavfi-complex=" + GRID, path], display.environment))
+            before = resource.getrusage(resource.RUSAGE_CHILDREN)
+            played = our_run(program, "draw", path, options.drawn, environment=display.environment)
+            after = resource.getrusage(resource.RUSAGE_CHILDREN)
+            ours.append(after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime)
+            frames.append(played["frames"])
+    shown = f"{statistics.median(frames):.0f} of {options.drawn * 150} frames"
+    row(f"the five drawn on a virtual display, {shown}, processor s (mpv, grid)", statistics.median(ours),
+        statistics.median(theirs), "<= 0.85")
 
 
 def bench_seeking(program, path, options):
@@ -132,7 +172,8 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--program", default=os.path.join(build, "playback_bench"))
     parser.add_argument("--seconds", type=int, default=60, help="length of the recording")
-    parser.add_argument("--rounds", type=int, default=3)
+    parser.add_argument("--rounds", type=int, default=1, help="medians of so many")
+    parser.add_argument("--drawn", type=int, default=10, help="seconds of it that are drawn")
     parser.add_argument("--seeks", type=int, default=20, help="in each round")
     parser.add_argument("--recording", help="an existing one of those channels and that length")
     options = parser.parse_args()
@@ -142,6 +183,7 @@ def main():
             make_recording(path, options.seconds)
         print("name | ours | theirs | ratio | target")
         bench_playing(options.program, path, options)
+        bench_drawing(options.program, path, options)
         bench_seeking(options.program, path, options)
 
 
