@@ -91,7 +91,7 @@ VideoInfo readVideoInfo(ObjectReader &reader)
     info.type = reader.text(QStringLiteral("type"));
     info.channelCount = reader.integer(QStringLiteral("channelCount"));
     const QJsonArray channels = reader.array(QStringLiteral("channels"));
-    for (const QJsonValue &value : channels) {
+    for (const auto &value : channels) {
         reader.require(QStringLiteral("channels"), value.isObject());
         ObjectReader channel(value.toObject());
         info.channels.append({.width = channel.integer(QStringLiteral("width")),
@@ -235,7 +235,7 @@ DecodedMediaData decodeMediaData(const QByteArray &json)
         return {.records = std::nullopt, .error = QStringLiteral("not an array")};
     QList<MediaData> records;
     const QJsonArray array = document.array();
-    for (const QJsonValue &value : array) {
+    for (const auto &value : array) {
         ObjectReader reader(value.toObject());
         records.append(readMediaData(reader));
         if (!reader.error().isEmpty())
