@@ -1,0 +1,116 @@
+// Times of the telemetry's stages, as one JSON object on standard output.
+//   telemetry_bench scan FILE     finding and reading all blocks of a recording
+//   telemetry_bench hour          an hour of telemetry: JSON, the model's load, one look-up of each kind
+#include "media/embeddeddata.h"
+#include "media/mediadataviewmodel.h"
+
+#include <cstdio>
+#include <ctime>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <sys/resource.h>
+
+namespace {
+
+constexpr int hourSeconds = 3600;
+constexpr int samplesPerSecond = 10;
+
+struct Times {
+    double wallSeconds = 0;
+    double processorSeconds = 0;
+};
+
+template <typename Work> Times timed(Work work)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const std::clock_t start = std::clock();
+    work();
+    return {double(timer.nsecsElapsed()) / 1e9, double(std::clock() - start) / CLOCKS_PER_SEC};
+}
+
+double peakMegabytes()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_maxrss) / 1024;
+}
+
+void scan(const QString &path)
+{
+    const double before = peakMegabytes();
+    qsizetype records = 0;
+    const Times times = timed([&] { records = parseMediaData(path).size(); });
+    std::printf(R"({"wall": %f, "cpu": %f, "records": %lld, "own_megabytes": %f})"
+                "\n",
+                times.wallSeconds, times.processorSeconds, static_cast<long long>(records),
+                peakMegabytes() - before);
+}
+
+/// Positions once a second, accelerometer samples ten a second.
+QJsonArray hourOfRecords()
+{
+    QJsonArray records;
+    for (int second = 0; second < hourSeconds; ++second) {
+        const QString sentence =
+            QString::asprintf("$GPRMC,%02d%02d%02d.00,A,3730.%04d,N,12704.3293,E,24.17,76.09,090324,,,A*53",
+                              8 + second / 3600, second / 60 % 60, second % 60, second);
+        records.append(*parseBlock(BlockKind::GPS, sentence.toLatin1()));
+    }
+    for (int sample = 0; sample < hourSeconds * samplesPerSecond; ++sample) {
+        const int second = sample / samplesPerSecond;
+        const char bytes[15] = {0,
+                                char(128 + sample % 40),
+                                char(120),
+                                char(140),
+                                0,
+                                0,
+                                0,
+                                24,
+                                3,
+                                9,
+                                char(17 + second / 3600),
+                                char(second / 60 % 60),
+                                char(second % 60),
+                                0,
+                                0};
+        records.append(*parseBlock(BlockKind::SHO, QByteArrayView(bytes, sizeof bytes)));
+    }
+    return records;
+}
+
+void hour()
+{
+    const QJsonArray records = hourOfRecords();
+    QByteArray json;
+    const Times writing = timed([&] { json = QJsonDocument(records).toJson(); });
+    const QString text = QString::fromUtf8(json);
+    MediaDataViewModel data;
+    const Times reading = timed([&] { (void)decodeMediaData(json); });
+    const Times loading = timed([&] { (void)data.load(text, hourSeconds); });
+    constexpr int lookUps = 1'000'000;
+    qint64 sum = 0;
+    const Times looking = timed([&] {
+        for (int i = 0; i < lookUps; ++i) {
+            const double seconds = double(i % 36000) / 10;
+            sum += data.gSensorSample(seconds)->accel.x + data.speedKmh(seconds);
+        }
+    });
+    std::printf(R"({"json_bytes": %lld, "write": %f, "decode": %f, "load": %f, "look_up": %g, "sum": %lld})"
+                "\n",
+                static_cast<long long>(json.size()), writing.processorSeconds, reading.processorSeconds,
+                loading.processorSeconds, looking.processorSeconds / lookUps, static_cast<long long>(sum));
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc == 3 && QByteArray(argv[1]) == "scan")
+        scan(QString::fromLocal8Bit(argv[2]));
+    else if (argc == 2 && QByteArray(argv[1]) == "hour")
+        hour();
+    else
+        return 2;
+    return 0;
+}

@@ -1,0 +1,181 @@
+#include "media/embeddeddata.h"
+#include "media/mediadata.h"
+
+#include <QJsonDocument>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <sys/mman.h>
+
+namespace {
+
+/// The rule as three plain searches over the whole bytes.
+QList<BlockPlace> plainSearch(const QByteArray &bytes, const QByteArray &tag)
+{
+    static const QRegularExpression number(QStringLiteral("^[+-]?[0-9]+$"),
+                                           QRegularExpression::DontCaptureOption);
+    QList<BlockPlace> places;
+    qsizetype position = 0;
+    while (true) {
+        const qsizetype occurrence = bytes.indexOf(tag, position);
+        if (occurrence < 0)
+            return places;
+        const qsizetype begin = occurrence + 8;
+        if (begin > bytes.size())
+            return places;
+        const QString digits = QString::fromLatin1(bytes.mid(occurrence + 3, 5));
+        const int length = number.match(digits).hasMatch() && !digits.endsWith(u'\n') ? digits.toInt() : -1;
+        if (length < 0) {
+            position = begin;
+            continue;
+        }
+        if (begin + length > bytes.size())
+            return places;
+        places.append({begin, length});
+        position = begin + length;
+    }
+}
+
+/// Random bytes in which tags, near-tags and lengths of all sorts are frequent.
+QByteArray randomBytes(QRandomGenerator &random, qsizetype size)
+{
+    static const QByteArrayList pieces{"DAT",   "GPS",   "SHO",   "DA",    "GP",    "SSHO",
+                                       "00000", "00003", "+0012", "-0001", " 0001", "00 01",
+                                       "00040", "99999", "DPT",   "SAS",   "\xff",  QByteArray(1, '\0')};
+    QByteArray bytes;
+    while (bytes.size() < size) {
+        if (random.bounded(3) > 0)
+            bytes += pieces[random.bounded(static_cast<int>(pieces.size()))];
+        else
+            bytes += QByteArray(random.bounded(40), static_cast<char>(random.bounded(256)));
+    }
+    return bytes.left(size);
+}
+
+QString firstOf(const QJsonArray &records, const QString &key)
+{
+    return records.first().toObject().value(key).toString();
+}
+
+} // namespace
+
+class EmbeddedDataTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_folder;
+    QString write(const QByteArray &bytes)
+    {
+        const QString path = m_folder.filePath(QStringLiteral("recording"));
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            qFatal("no temporary file");
+        return path;
+    }
+    /// In memory: a file on disk for each of thousands of cases takes half a minute.
+    static BlockPlaces placesIn(const QByteArray &bytes)
+    {
+        QFile file;
+        if (!file.open(memfd_create("recording", 0), QIODevice::ReadWrite, QFileDevice::AutoCloseHandle)
+            || file.write(bytes) != bytes.size() || !file.flush())
+            qFatal("no file in memory");
+        return findBlocks(file);
+    }
+
+private Q_SLOTS:
+    void findsWhatThreePlainSearchesFind()
+    {
+        QRandomGenerator random(20240309);
+        for (int seed = 0; seed < 10'000; ++seed) {
+            const QByteArray bytes = randomBytes(random, random.bounded(1, 700));
+            const BlockPlaces places = placesIn(bytes);
+            QCOMPARE(places.ofKind[0], plainSearch(bytes, "DAT"));
+            QCOMPARE(places.ofKind[1], plainSearch(bytes, "GPS"));
+            QCOMPARE(places.ofKind[2], plainSearch(bytes, "SHO"));
+        }
+    }
+
+    void findsBlocksAcrossReadsAndPieces()
+    {
+        // Borders of reads (128 KiB) and of pieces (1 MiB) at every place of a block's header.
+        QByteArray bytes(5 << 20, 'x');
+        QList<BlockPlace> expected;
+        for (qsizetype border = 128 << 10, shift = 0; border < bytes.size() - 100;
+             border += 128 << 10, ++shift) {
+            const qsizetype at = border - (shift % 12);
+            bytes.replace(at, 10, "GPS00002ab");
+            expected.append({at + 8, 2});
+        }
+        QCOMPARE(placesIn(bytes).ofKind[1], expected);
+    }
+
+    void parsesBlocks_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QByteArray>("payload");
+        QTest::addColumn<QByteArray>("json"); // empty: no record
+        const auto dat = [](const char *name, const QByteArray &payload, const QByteArray &json) {
+            QTest::newRow(name) << int(BlockKind::DAT) << payload << json;
+        };
+        dat("two channels", "x vid:[2]1920.1080.30:1280.720.30;",
+            R"({"channelCount":2,"channels":[{"fps":30,"height":1080,"width":1920},{"fps":30,"height":720,"width":1280}],"type":"video_info"})");
+        dat("the match ends at a foreign character", "vid:[3]1920.1080.30:abc",
+            R"({"channelCount":3,"channels":[{"fps":30,"height":1080,"width":1920}],"type":"video_info"})");
+        dat("no height", "vid:[1]1920.0.30", R"({"channelCount":1,"channels":[],"type":"video_info"})");
+        dat("empty parts are dropped before counting", "vid:[1]1920..1080.30.",
+            R"({"channelCount":1,"channels":[{"fps":30,"height":1080,"width":1920}],"type":"video_info"})");
+        dat("a count beyond 64 bits",
+            "vid:[12345678901234567890]:", R"({"channelCount":0,"channels":[],"type":"video_info"})");
+        dat("no number of channels", "vid:[]1920.1080.30", "");
+        dat("not ASCII", "vid:[1]1920.1080.30\x80", "");
+        const auto gps = [](const char *name, const QByteArray &payload, const QByteArray &json) {
+            QTest::newRow(name) << int(BlockKind::GPS) << payload << json;
+        };
+        gps("trimmed", QByteArray("\0\r\n$GPRMC,1 \x7f\0", 15), R"({"nmea":"$GPRMC,1","type":"gps_info"})");
+        gps("control characters behind a blank stay", QByteArray(" \0a", 3),
+            R"({"nmea":"\u0000a","type":"gps_info"})");
+        gps("empty", "", R"({"nmea":"","type":"gps_info"})");
+        gps("not ASCII", "$GPRMC\xb0", "");
+        const auto sho = [](const char *name, const QByteArray &hex, const QByteArray &json) {
+            QTest::newRow(name) << int(BlockKind::SHO) << QByteArray::fromHex(hex) << json;
+        };
+        sho("at rest", "0080808000000018030911053b0000",
+            R"({"accel":{"x":0,"y":0,"z":0},"timestamp":"2024-03-09 17:05:59","type":"gsensor_info"})");
+        sho("extremes, unchecked clock", "0000ff7f000000ff00000000000000",
+            R"({"accel":{"x":-128,"y":127,"z":-1},"timestamp":"20255-00-00 00:00:00","type":"gsensor_info"})");
+        sho("too short", "008080800000001803091105 3b00", "");
+    }
+    void parsesBlocks()
+    {
+        QFETCH(const int, kind);
+        QFETCH(const QByteArray, payload);
+        QFETCH(const QByteArray, json);
+        const auto record = parseBlock(static_cast<BlockKind>(kind), payload);
+        QCOMPARE(record ? QJsonDocument(*record).toJson(QJsonDocument::Compact) : QByteArray(), json);
+        if (record)
+            QVERIFY(decodeMediaData(QJsonDocument(QJsonArray{*record}).toJson()).records);
+    }
+
+    void reportsKindsInTheirOrder()
+    {
+        const QJsonArray records = parseMediaData(
+            write("SHO00015" + QByteArray(15, '\x10') + "GPS00001$" + "DAT00009vid:[1]1." + "GPS00002$2"));
+        QStringList types;
+        for (const QJsonValue &record : records)
+            types.append(record.toObject().value(QStringLiteral("type")).toString());
+        QCOMPARE(types.join(u' '), QStringLiteral("video_info gps_info gps_info gsensor_info"));
+    }
+
+    void anUnreadableFileFailsTheDecoding()
+    {
+        const QJsonArray records = parseMediaData(m_folder.filePath(QStringLiteral("missing")));
+        QCOMPARE(records.size(), 1);
+        QCOMPARE(firstOf(records, QStringLiteral("error")), QStringLiteral("Cannot read file"));
+        QVERIFY(!decodeMediaData(QJsonDocument(records).toJson()).records);
+        QVERIFY(decodeMediaData(QJsonDocument(parseMediaData(write({}))).toJson()).records);
+    }
+};
+
+QTEST_GUILESS_MAIN(EmbeddedDataTest)
+#include "tst_embeddeddata.moc"
