@@ -1,0 +1,95 @@
+import QtQuick
+import QtQuick.Layouts
+import Vornex.Telemetry
+import Vornex.Widgets
+
+/// The three accelerometer lines, drawn as the recording plays, with their legend.
+RowLayout {
+    id: root
+    required property MediaDataViewModel mediaData
+    required property double currentTime // seconds, of the player
+    required property double duration // seconds
+    required property bool isScrubbing
+    signal exportRequested
+
+    readonly property color colourX: "#0a84ff"
+    readonly property color colourY: "#30d158"
+    readonly property color colourZ: "#ff453a"
+
+    spacing: 10
+
+    GSensorGraph {
+        id: graph
+        mediaData: root.mediaData
+        currentTime: root.currentTime
+        isScrubbing: root.isScrubbing
+    }
+    Component.onCompleted: graph.rebuildGraph()
+    onVisibleChanged: visible ? graph.rebuildGraph() : graph.clearGraph()
+
+    Rectangle {
+        Layout.fillWidth: true
+        Layout.fillHeight: true
+        radius: 8
+        color: Qt.rgba(0.5, 0.5, 0.5, 0.1)
+        Accessible.role: Accessible.Graphic
+        Accessible.name: qsTr("가속도 그래프")
+
+        ColumnLayout {
+            anchors.fill: parent
+            anchors.margins: 10
+            spacing: 0
+            AxisGraph {
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                buffer: graph.bufferX
+                color: root.colourX
+                currentTime: root.currentTime
+                duration: root.duration
+            }
+            AxisGraph {
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                buffer: graph.bufferY
+                color: root.colourY
+                currentTime: root.currentTime
+                duration: root.duration
+            }
+            AxisGraph {
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                buffer: graph.bufferZ
+                color: root.colourZ
+                currentTime: root.currentTime
+                duration: root.duration
+            }
+        }
+    }
+    Item {
+        id: legend
+        Layout.preferredWidth: 100
+        Layout.fillHeight: true
+        activeFocusOnTab: true
+        Accessible.role: Accessible.Button
+        Accessible.name: qsTr("G-Sensor 데이터를 SD 카드에 저장")
+        Accessible.onPressAction: root.exportRequested()
+        Keys.onReturnPressed: root.exportRequested()
+        Keys.onSpacePressed: root.exportRequested()
+
+        Column {
+            anchors.verticalCenter: parent.verticalCenter
+            spacing: 10
+            LegendItem { name: qsTr("G-Sensor X"); color: root.colourX }
+            LegendItem { name: qsTr("G-Sensor Y"); color: root.colourY }
+            LegendItem { name: qsTr("G-Sensor Z"); color: root.colourZ }
+        }
+        MouseArea {
+            anchors.fill: parent
+            onDoubleClicked: root.exportRequested()
+        }
+        FocusRing {
+            radius: 6
+            visible: legend.activeFocus
+        }
+    }
+}
