@@ -39,6 +39,7 @@ private Q_SLOTS:
     void refusesWithoutAResult();
     void damageIsToldAndReplacesNothing();
     void leavesTheUsersFoldersAlone();
+    void tellsTelemetry();
 
 private:
     [[nodiscard]] QString path(const QString &name) const { return m_folder.filePath(name); }
@@ -214,6 +215,45 @@ void CliTest::leavesTheUsersFoldersAlone()
     QCOMPARE(QDir(path(QStringLiteral("home/cache"))).entryList(everything),
              QStringList(QStringLiteral("Vornex")));
     QCOMPARE(QDir(m_folder.path()).entryList({QStringLiteral(".vornex*")}, everything), QStringList());
+}
+
+void CliTest::tellsTelemetry()
+{
+    const QString recording = path(QStringLiteral("drive.mp4"));
+    QCOMPARE(QProcess::execute(tool("samplecard"),
+                               {QStringLiteral("--recording"), recording, QStringLiteral("--seconds"),
+                                QStringLiteral("2"), QStringLiteral("--channels"), QStringLiteral("1"),
+                                QStringLiteral("--picture"), QStringLiteral("160x96")}),
+             0);
+    const auto tell = [&](const QStringList &options) {
+        return run(QStringList{QStringLiteral("telemetry"), recording} + options);
+    };
+    const Run json = tell({});
+    QCOMPARE(json.status, 0);
+    const QJsonObject told = QJsonDocument::fromJson(json.output).object();
+    QCOMPARE(told.keys(),
+             (QStringList{QStringLiteral("gps"), QStringLiteral("gsensor"), QStringLiteral("records"),
+                          QStringLiteral("videoInfo")}));
+    const QJsonArray samples = told.value(QStringLiteral("gsensor")).toArray();
+    QCOMPARE(samples.size(), 21); // the movie's own two seconds, in tenths
+    const QByteArray gsensor = tell({QStringLiteral("--format"), QStringLiteral("gsensor")}).output;
+    QCOMPARE(gsensor.count('\n'), samples.size());
+    QVERIFY(gsensor.startsWith("[00:00.000]  x: "));
+    const QByteArray longer = tell({QStringLiteral("--format"), QStringLiteral("gsensor"),
+                                    QStringLiteral("--duration"), QStringLiteral("60")})
+                                  .output;
+    QCOMPARE(longer.count('\n'), 601);
+    const QByteArray gpx = tell({QStringLiteral("--format"), QStringLiteral("gpx")}).output;
+    QCOMPARE(gpx.count("<trkpt "), 2);
+    QCOMPARE(gpx.count("<time>"), 2);
+
+    QCOMPARE(tell({QStringLiteral("--format"), QStringLiteral("kml")}).status, 1);
+    QCOMPARE(tell({QStringLiteral("--duration"), QStringLiteral("nan")}).status, 1);
+    QCOMPARE(run({QStringLiteral("telemetry"), path(QStringLiteral("missing"))}).status, 4);
+    write(path(QStringLiteral("broken")), "GPS00003$GP");
+    const Run broken = run({QStringLiteral("telemetry"), path(QStringLiteral("broken"))});
+    QCOMPARE(broken.status, 3); // told, but its length isn't known
+    QVERIFY(broken.output.contains("$GP"));
 }
 
 QTEST_GUILESS_MAIN(CliTest)

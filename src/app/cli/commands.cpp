@@ -3,6 +3,7 @@
 #include "cardimage.h"
 #include "common/bundle.h"
 
+#include <cmath>
 #include <limits>
 #include <QCommandLineParser>
 #include <QIODevice>
@@ -66,14 +67,22 @@ Request Request::parse(const QStringList &arguments)
     QCommandLineParser parser;
     parser.setApplicationDescription(tr("블랙박스 메모리 카드 이미지를 창 없이 읽습니다.\n\n"
                                         "  vornex-cli list IMAGE [--json]\n"
-                                        "  vornex-cli extract IMAGE PATH TARGET"));
+                                        "  vornex-cli extract IMAGE PATH TARGET\n"
+                                        "  vornex-cli telemetry RECORDING [--duration SECONDS]\n"
+                                        "                       [--format json|location|gsensor|gpx|csv]"));
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
     const QCommandLineOption json(QStringLiteral("json"), tr("list의 결과를 JSON으로 출력합니다."));
     const QCommandLineOption verbose(QStringLiteral("verbose"), tr("기록을 표준 오류로 출력합니다."));
-    parser.addOptions({json, verbose});
-    parser.addPositionalArgument(QStringLiteral("list|extract"), tr("할 일"));
-    parser.addPositionalArgument(QStringLiteral("IMAGE"), tr("카드 이미지 파일"));
+    const QCommandLineOption duration(QStringLiteral("duration"),
+                                      tr("telemetry: 영상의 길이(초). 없으면 영상 파일에서 읽습니다."),
+                                      QStringLiteral("SECONDS"));
+    const QCommandLineOption format(QStringLiteral("format"),
+                                    tr("telemetry: json(기본), location, gsensor, gpx, csv"),
+                                    QStringLiteral("FORMAT"));
+    parser.addOptions({json, verbose, duration, format});
+    parser.addPositionalArgument(QStringLiteral("list|extract|telemetry"), tr("할 일"));
+    parser.addPositionalArgument(QStringLiteral("IMAGE|RECORDING"), tr("카드 이미지 파일, 또는 녹화 파일"));
     parser.addPositionalArgument(QStringLiteral("PATH"),
                                  tr("카드 안의 경로 (예: mov/event/E_20240309_170559.mp4)"),
                                  QStringLiteral("[PATH]"));
@@ -91,11 +100,17 @@ Request Request::parse(const QStringList &arguments)
     const QStringList words = parser.positionalArguments();
     request.isJson = parser.isSet(json);
     request.isVerbose = parser.isSet(verbose);
-    if (words.size() == 2 && words[0] == u"list") {
+    if (words.size() == 2 && words[0] == u"telemetry" && !request.isJson) {
+        Request telemetryRequest = parseTelemetry(words[1], parser.value(duration), parser.value(format));
+        telemetryRequest.isVerbose = request.isVerbose;
+        return telemetryRequest;
+    }
+    const bool hasTelemetryOption = parser.isSet(duration) || parser.isSet(format);
+    if (words.size() == 2 && words[0] == u"list" && !hasTelemetryOption) {
         request.image = words[1];
         return request;
     }
-    if (words.size() == 4 && words[0] == u"extract" && !request.isJson) {
+    if (words.size() == 4 && words[0] == u"extract" && !request.isJson && !hasTelemetryOption) {
         request.command = Command::Extract;
         request.image = words[1];
         request.cardPath = words[2];
@@ -105,8 +120,32 @@ Request Request::parse(const QStringList &arguments)
     return answerOnly(ExitStatus::Usage, tr("잘못된 명령입니다. vornex-cli --help를 보십시오."));
 }
 
+/// An option that wasn't given is empty.
+Request Request::parseTelemetry(const QString &recording, const QString &duration, const QString &format)
+{
+    Request request;
+    request.command = Command::Telemetry;
+    request.telemetry.recording = recording;
+    if (!duration.isEmpty()) {
+        bool isNumber = false;
+        const double seconds = duration.toDouble(&isNumber);
+        if (!isNumber || !std::isfinite(seconds) || seconds < 0)
+            return answerOnly(ExitStatus::Usage, tr("%1: 초를 나타내는 수가 아닙니다.").arg(duration));
+        request.telemetry.durationSeconds = seconds;
+    }
+    const auto named = telemetryFormat(format.isEmpty() ? QStringLiteral("json") : format);
+    if (!named)
+        return answerOnly(ExitStatus::Usage, tr("%1: 알 수 없는 형식입니다.").arg(format));
+    request.telemetry.format = *named;
+    return request;
+}
+
 QCoro::Task<Outcome> carryOut(Request request, QIODevice *results)
 {
+    if (request.command == Request::Command::Telemetry) {
+        const Outcome told = co_await tellTelemetry(request.telemetry, results);
+        co_return told;
+    }
     CardImage card(request.image);
     const Outcome opened = co_await card.open();
     if (opened.status != ExitStatus::Whole)
