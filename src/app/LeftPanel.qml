@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Vornex.Playback
 import Vornex.State
+import Vornex.Telemetry
 
 /// The pictures of the recording, and what plays it.
 ColumnLayout {
@@ -19,7 +20,7 @@ ColumnLayout {
         Layout.topMargin: 8
         playerCount: root.viewModel.videoPlayerObjects.length
         videoMode: root.viewModel.videoMode
-        onSelect: index => root.viewModel.videoMode = index
+        onChooseMode: mode => root.viewModel.videoMode = mode
     }
     VideoLayout {
         Layout.fillHeight: true
@@ -28,6 +29,11 @@ ColumnLayout {
         Layout.rightMargin: 10
         players: root.viewModel.videoPlayerObjects
         videoMode: root.viewModel.videoMode
+
+        CarMap {
+            anchors.fill: parent
+            viewModel: root.viewModel
+        }
     }
     SeekControlBar {
         Layout.fillWidth: true
@@ -35,15 +41,30 @@ ColumnLayout {
         Layout.rightMargin: 10
         Layout.topMargin: 10
         playerManager: root.viewModel.playerManager
+        speedKmh: {
+            void root.viewModel.mediaData.id; // other data, another speed
+            return root.viewModel.mediaData.speedKmh(root.viewModel.playerManager.currentTime);
+        }
+        onExportRequested: root.viewModel.exportLocation()
     }
     PlayButtonBar {
         Layout.alignment: Qt.AlignHCenter
-        Layout.bottomMargin: 10
         Layout.leftMargin: 10
         Layout.rightMargin: 10
         Layout.topMargin: 10
         playerManager: root.viewModel.playerManager
         onNextRequested: root.viewModel.next()
         onPreviousRequested: root.viewModel.previous()
+    }
+    GSensorBar {
+        Layout.fillWidth: true
+        Layout.margins: 10
+        Layout.maximumHeight: 100
+        Layout.minimumHeight: 100
+        currentTime: root.viewModel.playerManager.currentTime
+        duration: root.viewModel.playerManager.duration
+        isScrubbing: root.viewModel.playerManager.isScrubbing
+        mediaData: root.viewModel.mediaData
+        onExportRequested: root.viewModel.exportGSensor()
     }
 }

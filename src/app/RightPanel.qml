@@ -8,6 +8,7 @@ import Vornex.Widgets
 ColumnLayout {
     id: root
 
+    readonly property int mapChannel: 4 ///< what videoChannel is for the map, however many channels there are
     readonly property var players: viewModel.videoPlayerObjects
     required property AppViewModel viewModel
 
@@ -20,10 +21,10 @@ ColumnLayout {
         Layout.topMargin: 8
         Layout.minimumHeight: 27
         initialIndex: root.viewModel.videoChannel
-        items: root.players.slice(0, 4).map((player, index) => "CH" + (index + 1))
+        items: root.players.length === 0 ? [] : root.players.slice(0, 4).map((player, index) => "CH" + (index + 1)).concat("Map View")
         name: qsTr("미리보기 채널")
         reset: root.viewModel.videoChannel < 0
-        onSelect: index => root.viewModel.videoChannel = index
+        onSelect: index => root.viewModel.videoChannel = index === items.length - 1 ? root.mapChannel : index
     }
     Preview {
         Layout.fillWidth: true
@@ -31,7 +32,13 @@ ColumnLayout {
         Layout.preferredHeight: 260
         Layout.rightMargin: 10
         channel: root.viewModel.videoChannel
+        mapChannel: root.mapChannel
         players: root.players
+
+        CarMap {
+            anchors.fill: parent
+            viewModel: root.viewModel
+        }
     }
     Divider {
         Layout.bottomMargin: 10

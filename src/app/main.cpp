@@ -9,6 +9,7 @@
 #include "engine/moviefile.h"
 #include "mainwindow.h"
 #include "quitsignals.h"
+#include "telemetry/map/mapengine.h"
 
 #include <cstdio>
 #include <QFile>
@@ -50,6 +51,7 @@ void askBeforeSessionEnds(QSessionManager &session, WindowDelegate &delegate)
 
 int run(int argc, char **argv, const CommandLine &commandLine)
 {
+    MapEngine::prepare();
     QGuiApplication application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false); // the confirmation alone ends the program
     applyAppearance();

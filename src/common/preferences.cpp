@@ -25,6 +25,22 @@ int Preferences::flip(int channel) const
     return isNumber ? mode : 0;
 }
 
+QString Preferences::mapTileAddress() const
+{
+    return m_store
+        .value(QStringLiteral("mapTileAddress"),
+               QStringLiteral("https://tile.openstreetmap.org/{z}/{x}/{y}.png"))
+        .toString();
+}
+
+QString Preferences::mapAttribution() const
+{
+    return m_store
+        .value(QStringLiteral("mapAttribution"),
+               QStringLiteral("© OpenStreetMap (openstreetmap.org/copyright)"))
+        .toString();
+}
+
 double Preferences::number(const QString &key, double byDefault) const
 {
     bool isNumber = false;

@@ -16,6 +16,9 @@ public:
     [[nodiscard]] double lastVolume() const; ///< the one before muting; 0.5
     [[nodiscard]] double brightness() const; ///< from 0 to 1; 0.5
     [[nodiscard]] int flip(int channel) const; ///< mode of the channel 0 to 4; 0
+    /// Of the map service's pictures, with {z}, {x} and {y}; empty for none. OpenStreetMap's.
+    [[nodiscard]] QString mapTileAddress() const;
+    [[nodiscard]] QString mapAttribution() const; ///< what the map service wants to be named as
 
 private:
     [[nodiscard]] double number(const QString &key, double byDefault) const;

@@ -3,11 +3,13 @@ import QtQuick.Layouts
 import Vornex.Playback
 import Vornex.Widgets
 
-/// The time, the slider and the length of the recording.
+/// The time, the slider and the length of the recording, and the car's speed.
 RowLayout {
     id: root
 
     required property MultiTrackPlayer playerManager
+    property int speedKmh: 0 ///< at the current time
+    signal exportRequested ///< of the positions
 
     readonly property bool hasPlayers: playerManager.videoPlayerCount > 0
     readonly property real keySeconds: 5 ///< what an arrow key skips
@@ -39,5 +41,30 @@ RowLayout {
         Layout.preferredWidth: 50
         seconds: root.hasPlayers ? root.playerManager.duration : 0
         color: Theme.faded("white", 0.85)
+    }
+    Text {
+        id: speed
+
+        objectName: "speed"
+        Layout.preferredWidth: 80
+        activeFocusOnTab: true
+        color: Theme.faded(Theme.cyan, 0.7)
+        font.pixelSize: 11
+        horizontalAlignment: Text.AlignRight
+        text: (root.hasPlayers ? root.speedKmh : 0) + " km/h"
+        Accessible.role: Accessible.Button
+        Accessible.name: text
+        Accessible.description: qsTr("GPS 데이터를 SD 카드에 저장")
+        Accessible.onPressAction: root.exportRequested()
+        Keys.onReturnPressed: root.exportRequested()
+        Keys.onSpacePressed: root.exportRequested()
+
+        MouseArea {
+            anchors.fill: parent
+            onDoubleClicked: root.exportRequested()
+        }
+        FocusRing {
+            visible: speed.activeFocus
+        }
     }
 }

@@ -17,6 +17,11 @@ const QString kAll = QStringLiteral("all");
 constexpr DiskSpace room{100'000'000'000, 100'000'000'000};
 constexpr DiskSpace noRoom{1'900'000'000, 20'000'000'000};
 
+template <typename... Values> QByteArray asciiText(const char *format, Values... values)
+{
+    return QString::asprintf(format, values...).toLatin1();
+}
+
 QString at(const char *time) { return QStringLiteral("N_20240309_%1.mp4").arg(QLatin1String(time)); }
 
 } // namespace
@@ -47,6 +52,9 @@ private Q_SLOTS:
     void recordingsNamedLikeWorkFilesSurvive();
     void previewIsResetForAnotherNumberOfChannels();
     void nextGoesDownPreviousAndTheEndGoUp();
+    void telemetryArrivesBesideThePictures();
+    void telemetryOfAnEarlierSelectionIsDropped();
+    void exportsNeedARecording();
 
     void cancelTakesEffectAfterTheRunningTool();
     void extractionWaitsForAlertsAndRoom();
@@ -56,6 +64,8 @@ private:
     void attach(const QString &card);
     void detach();
     void addRecordings(const QString &card, const QString &type, const QStringList &names);
+    /// Two positions at this speed in knots, two seconds apart, in the recording's bytes.
+    void addRecordingWithTelemetry(const QString &name, int knots);
     void loadWholeCard();
     QCoro::Task<OpenedMovie> open(QString path);
     [[nodiscard]] int row(const QString &name) const;
@@ -136,6 +146,17 @@ void AppViewModelTest::addRecordings(const QString &card, const QString &type, c
 {
     for (const QString &name : names)
         m_tools->addRecording(card, type, name, "2 1 " + name.toUtf8());
+}
+
+void AppViewModelTest::addRecordingWithTelemetry(const QString &name, int knots)
+{
+    QByteArray bytes = "2 0 ";
+    for (const int second : {1, 3}) {
+        const QByteArray sentence =
+            asciiText("$GPRMC,08050%d,A,3730.0,N,12700.0,E,%d,90,090324", second, knots);
+        bytes += asciiText("xGPS%05d", int(sentence.size())) + sentence;
+    }
+    m_tools->addRecording(m_card, QStringLiteral("normal"), name, bytes);
 }
 
 /// Attaches the card and waits until everything on it has been extracted.
@@ -540,6 +561,67 @@ void AppViewModelTest::nextGoesDownPreviousAndTheEndGoUp()
     QCoro::waitFor(m_model->selectNext());
     QCoro::waitFor(m_model->selectPrevious());
     QCOMPARE(m_model->selectedIndex(), std::optional(2));
+}
+
+void AppViewModelTest::telemetryArrivesBesideThePictures()
+{
+    addRecordingWithTelemetry(at("100000"), 10);
+    addRecordings(m_card, QStringLiteral("normal"), {at("110000")});
+    attach(m_card);
+    QTRY_COMPARE(names().size(), 2);
+    m_model->tapRow(row(at("100000")));
+    QTRY_COMPARE(m_model->mediaData()->gpsEvents().size(), 2);
+    QCOMPARE(m_model->mediaData()->gpsEvents().last().elapse, std::optional(60.0)); // the movie's length
+    QCOMPARE(m_model->mediaData()->speedKmh(30), 18);
+
+    // The next one has none: nothing of the first stays.
+    QTRY_VERIFY(readSize(m_model->filtered(), at("110000")) > 0); // the first selection's last step
+    const QSignalSpy loads(m_model->mediaData(), &MediaDataViewModel::eventsChanged);
+    m_model->tapRow(row(at("110000")));
+    QTRY_VERIFY(loads.size() >= 2); // the reset, and what was scanned
+    QVERIFY(m_model->mediaData()->gpsEvents().isEmpty());
+    QCOMPARE(m_model->mediaData()->speedKmh(30), 0);
+}
+
+void AppViewModelTest::telemetryOfAnEarlierSelectionIsDropped()
+{
+    addRecordingWithTelemetry(at("100000"), 10);
+    addRecordingWithTelemetry(at("110000"), 20);
+    loadWholeCard();
+
+    // Nothing is scanned until both have been selected.
+    QThreadPool &pool = *QThreadPool::globalInstance();
+    const int usualThreads = pool.maxThreadCount();
+    pool.setMaxThreadCount(1);
+    QSemaphore hold;
+    pool.start([&hold] { hold.acquire(); });
+    QList<int> speeds;
+    connect(m_model->mediaData(), &MediaDataViewModel::eventsChanged, this,
+            [&] { speeds.append(m_model->mediaData()->speedKmh(30)); });
+    for (const qsizetype count : {1, 2}) {
+        m_model->tapRow(row(at(count == 1 ? "100000" : "110000")));
+        QTRY_COMPARE(speeds.size(), count); // the reset
+    }
+    hold.release();
+    QTRY_COMPARE(speeds, (QList<int>{0, 0, 37}));
+    pool.setMaxThreadCount(usualThreads);
+}
+
+void AppViewModelTest::exportsNeedARecording()
+{
+    addRecordingWithTelemetry(at("100000"), 10);
+    attach(m_card);
+    QTRY_COMPARE(names().size(), 1);
+    m_model->exportLocation();
+    m_model->exportGSensor();
+    QCOMPARE(m_model->alertMessage(), std::optional<QString>());
+    m_model->tapRow(0);
+    QTRY_COMPARE(m_model->mediaData()->gpsEvents().size(), 2);
+    m_model->exportLocation();
+    QCOMPARE(m_model->alertMessage(), QStringLiteral("GPS 데이터(location.txt)를 SD 카드에 저장했습니다."));
+    m_model->exportGSensor(); // told so even though no volume is there to take it
+    QCOMPARE(m_model->alertMessage(),
+             QStringLiteral("G-Sensor 데이터(gsensor.txt)를 SD 카드에 저장했습니다."));
 }
 
 void AppViewModelTest::cancelTakesEffectAfterTheRunningTool()

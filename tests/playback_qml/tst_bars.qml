@@ -21,6 +21,8 @@ Item {
         y: 60
         width: 600
         playerManager: rig.player
+        speedKmh: 62
+        onExportRequested: root.wishes.push("export")
     }
     TimeLabel {
         id: label
@@ -133,6 +135,19 @@ Item {
             rig.load(0, 100);
             compare(seekBar.children[2].text, "00:00:00");
             verify(!slider().enabled);
+        }
+
+        function test_barShowsTheSpeed() {
+            const speed = seekBar.children[3];
+            compare(speed.text, "62 km/h");
+            compare(speed.width, 80);
+            mouseDoubleClickSequence(speed);
+            compare(root.wishes, ["export"]);
+            speed.forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Return);
+            compare(root.wishes, ["export", "export"]);
+            rig.load(0, 100);
+            compare(speed.text, "0 km/h");
         }
 
         function test_timeText_data() {

@@ -18,7 +18,7 @@ Item {
         id: tabs
         playerCount: rig.player.videoPlayerCount
         videoMode: root.mode
-        onSelect: index => root.mode = index
+        onChooseMode: mode => root.mode = mode
     }
     VideoLayout {
         id: layout
@@ -27,6 +27,11 @@ Item {
         height: 200
         players: rig.players
         videoMode: root.mode
+
+        Rectangle { // in place of the map
+            anchors.fill: parent
+            color: "#ff00ff"
+        }
     }
 
     TestCase {
@@ -84,11 +89,11 @@ Item {
         function test_tabs_data() {
             return [
                 { tag: "0", channels: 0, tabs: [] },
-                { tag: "1", channels: 1, tabs: ["ALL", "CH1"] },
-                { tag: "2", channels: 2, tabs: ["ALL", "CH1", "CH2"] },
-                { tag: "3", channels: 3, tabs: ["ALL", "CH1", "CH2", "CH3"] },
-                { tag: "4", channels: 4, tabs: ["ALL", "CH1", "CH2", "CH3", "CH4"] },
-                { tag: "5", channels: 5, tabs: ["ALL", "CH1", "CH2", "CH3", "CH4"] }
+                { tag: "1", channels: 1, tabs: ["ALL", "CH1", "Map View"] },
+                { tag: "2", channels: 2, tabs: ["ALL", "CH1", "CH2", "Map View"] },
+                { tag: "3", channels: 3, tabs: ["ALL", "CH1", "CH2", "CH3", "Map View"] },
+                { tag: "4", channels: 4, tabs: ["ALL", "CH1", "CH2", "CH3", "CH4", "Map View"] },
+                { tag: "5", channels: 5, tabs: ["ALL", "CH1", "CH2", "CH3", "CH4", "Map View"] }
             ];
         }
         function test_tabs(row) {
@@ -108,6 +113,20 @@ Item {
             compare(tabs.selectedIndex, 1);
             rig.load(2, 60);
             compare(tabs.selectedIndex, 1);
+        }
+
+        function test_theLastTabIsTheMap() {
+            rig.load(2, 60);
+            root.mode = 0;
+            waitForRendering(tabs);
+            mouseClick(Array.from(tabs.children).find(tab => tab.modelData === "Map View"));
+            compare(root.mode, -1);
+            compare(tabs.selectedIndex, 3);
+            tryVerify(() => Qt.colorEqual(grabImage(layout).pixel(160, 100), "#ff00ff"));
+            rig.load(4, 60);
+            compare(tabs.selectedIndex, 5); // still the last one
+            rig.load(0, 60);
+            verify(!Qt.colorEqual(grabImage(layout).pixel(160, 100), "#ff00ff"));
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "appviewmodel.h"
 
+#include "common/preferences.h"
 #include "common/task.h"
 
 #include <algorithm>
@@ -12,6 +13,7 @@ AppViewModel::AppViewModel(Desktop &desktop, MovieOpener openMovie, Preferences 
     , m_types{QStringLiteral("normal"), QStringLiteral("event"), QStringLiteral("park"),
               QStringLiteral("manual"), QStringLiteral("saved"), QStringLiteral("all")}
     , m_openMovie(openMovie)
+    , m_preferences(preferences)
     , m_procManager(desktop)
     , m_playerManager(std::move(openMovie), preferences)
 {
@@ -85,6 +87,10 @@ QVariantList AppViewModel::videoPlayerObjects() const
         objects.append(QVariant::fromValue<QObject *>(player.get()));
     return objects;
 }
+
+QString AppViewModel::mapTileAddress() const { return m_preferences.mapTileAddress(); }
+
+QString AppViewModel::mapAttribution() const { return m_preferences.mapAttribution(); }
 
 void AppViewModel::clearVideoPlayers()
 {
@@ -208,6 +214,22 @@ void AppViewModel::tapRow(int row)
 {
     if (row >= 0 && row < filtered().size())
         startTask(this, [this, item = filtered().at(row)] { return select(item); });
+}
+
+void AppViewModel::exportLocation()
+{
+    if (m_videoPlayers.isEmpty())
+        return;
+    m_procManager.saveToSDCard(QStringLiteral("location.txt"), m_mediaData.locationText());
+    setAlertMessage(tr("GPS 데이터(location.txt)를 SD 카드에 저장했습니다."));
+}
+
+void AppViewModel::exportGSensor()
+{
+    if (m_videoPlayers.isEmpty())
+        return;
+    m_procManager.saveToSDCard(QStringLiteral("gsensor.txt"), m_mediaData.gSensorText());
+    setAlertMessage(tr("G-Sensor 데이터(gsensor.txt)를 SD 카드에 저장했습니다."));
 }
 
 void AppViewModel::next()

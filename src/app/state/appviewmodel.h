@@ -3,6 +3,7 @@
 #include "card/processmanager.h"
 #include "engine/movie.h"
 #include "filelistmodel.h"
+#include "media/mediadataviewmodel.h"
 #include "playback/multitrackplayer.h"
 
 #include <optional>
@@ -35,6 +36,9 @@ class AppViewModel : public QObject
     Q_PROPERTY(bool isAllChecked READ isAllChecked NOTIFY isAllCheckedChanged FINAL)
     Q_PROPERTY(MultiTrackPlayer *playerManager READ playerManager CONSTANT FINAL)
     Q_PROPERTY(QVariantList videoPlayerObjects READ videoPlayerObjects NOTIFY videoPlayersChanged FINAL)
+    Q_PROPERTY(MediaDataViewModel *mediaData READ mediaData CONSTANT FINAL)
+    Q_PROPERTY(QString mapTileAddress READ mapTileAddress CONSTANT FINAL)
+    Q_PROPERTY(QString mapAttribution READ mapAttribution CONSTANT FINAL)
 
 public:
     /// What is passed must outlive the state.
@@ -87,6 +91,10 @@ public:
 
     [[nodiscard]] ProcessManager &procManager() { return m_procManager; }
     [[nodiscard]] MultiTrackPlayer *playerManager() { return &m_playerManager; }
+    [[nodiscard]] MediaDataViewModel *mediaData() { return &m_mediaData; } ///< of the selected recording
+    /// Of the map service, as the user's preferences name it.
+    [[nodiscard]] QString mapTileAddress() const;
+    [[nodiscard]] QString mapAttribution() const;
     [[nodiscard]] const TrackPlayerList &videoPlayers() const { return m_videoPlayers; } ///< for the views
     [[nodiscard]] QVariantList videoPlayerObjects() const; ///< the same as values that QML knows
     void clearVideoPlayers();
@@ -100,6 +108,10 @@ public:
     Q_INVOKABLE void tapRow(int row);
     Q_INVOKABLE void next(); ///< starts selectNext()
     Q_INVOKABLE void previous(); ///< starts selectPrevious()
+
+    /// Write the telemetry to the card as text and say so; nothing without a recording in the player.
+    Q_INVOKABLE void exportLocation();
+    Q_INVOKABLE void exportGSensor();
 
     /// Starts the task that extracts the recordings one by one, newest first, in place of a running one.
     Q_INVOKABLE void startLoading();
@@ -163,6 +175,7 @@ private:
     QCoro::Task<std::optional<int>> makePlayable(FileListItem item, WorkFiles files);
     QCoro::Task<bool> loadWithSound(FileListItem item, WorkFiles files, int audioCount);
     QCoro::Task<int> countTracks(QString path, TrackKind kind, QString operation);
+    void getMp4Data(const QString &path);
     [[nodiscard]] WorkFiles workFilesOf(const FileListItem &item) const;
     [[nodiscard]] bool isListed(const QUuid &id) const;
 
@@ -186,8 +199,11 @@ private:
     std::optional<QString> m_downloadMessage;
 
     MovieOpener m_openMovie;
+    Preferences &m_preferences;
     ProcessManager m_procManager;
     MultiTrackPlayer m_playerManager;
+    MediaDataViewModel m_mediaData;
+    quint64 m_telemetryRequest = 0; ///< of several scans on their way only the last one's result is shown
     TrackPlayerList m_videoPlayers;
 
     quint64 m_cardSession = 0; ///< raised by each coming and going of a card

@@ -3,8 +3,10 @@
 #include "common/log.h"
 #include "common/processvalues.h"
 #include "common/task.h"
+#include "media/embeddeddata.h"
 
 #include <algorithm>
+#include <QJsonDocument>
 #include <QPointer>
 
 using namespace std::chrono_literals;
@@ -66,6 +68,7 @@ QCoro::Task<> AppViewModel::runSelection(FileListItem item)
         co_return;
     }
     m_procManager.deleteDirectory(files.temp); // the player has it open
+    getMp4Data(files.full);
     if (m_isAutoLoad) {
         co_await preloadPrevious(m_rows.rowOf(item.id));
         if (self)
@@ -164,6 +167,21 @@ QCoro::Task<bool> AppViewModel::loadMp4(QString path)
         setVideoChannel(-1);
     setPreviousChannels(channels);
     co_return true;
+}
+
+/// Nothing waits for it: the pictures play while the telemetry arrives.
+void AppViewModel::getMp4Data(const QString &path)
+{
+    m_mediaData.reset();
+    const quint64 request = ++m_telemetryRequest;
+    parseMediaDataAsync(path, [self = QPointer<AppViewModel>(this), request](const QJsonArray &records) {
+        if (!self || request != self->m_telemetryRequest)
+            return;
+        const QString json = QString::fromUtf8(QJsonDocument(records).toJson());
+        const QString error = self->m_mediaData.load(json, self->m_playerManager.duration());
+        if (!error.isEmpty())
+            logLine(QStringLiteral("[AppViewModel] getMp4Data failed: ") + error);
+    });
 }
 
 QCoro::Task<int> AppViewModel::countTracks(QString path, TrackKind kind, QString operation)
