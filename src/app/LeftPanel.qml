@@ -9,6 +9,7 @@ ColumnLayout {
     id: root
 
     required property AppViewModel viewModel
+    signal settingsRequested
 
     spacing: 0
 
@@ -55,6 +56,7 @@ ColumnLayout {
         playerManager: root.viewModel.playerManager
         onNextRequested: root.viewModel.next()
         onPreviousRequested: root.viewModel.previous()
+        onSettingsRequested: root.settingsRequested()
     }
     GSensorBar {
         Layout.fillWidth: true

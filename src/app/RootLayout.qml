@@ -6,6 +6,7 @@ ColumnLayout {
     id: root
 
     required property AppViewModel viewModel
+    signal settingsRequested
 
     spacing: 0
 
@@ -25,6 +26,7 @@ ColumnLayout {
             Layout.fillWidth: true
             Layout.minimumWidth: 0
             viewModel: root.viewModel
+            onSettingsRequested: root.settingsRequested()
         }
         Divider {
             Layout.fillHeight: true

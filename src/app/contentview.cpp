@@ -25,6 +25,7 @@ ContentView::ContentView(Desktop &desktop, MovieOpener openMovie, Preferences &p
     : QObject(parent)
     , m_viewModel(std::make_unique<AppViewModel>(desktop, std::move(openMovie), preferences))
     , m_sdManager(std::make_unique<SDManager>(*desktop.diskWatcher))
+    , m_settingsWindow(settingsFilesOf(m_viewModel->procManager()))
     , m_exit(std::move(exit))
 {
     m_windowDelegate.setTerminate([this] { terminate(); });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "overlay.h"
+#include "settings/settingswindow.h"
 #include "windowdelegate.h"
 
 #include <functional>
@@ -24,6 +25,7 @@ class ContentView : public QObject
     QML_UNCREATABLE("made at the start of the program")
     Q_PROPERTY(AppViewModel *viewModel READ viewModel CONSTANT FINAL)
     Q_PROPERTY(WindowDelegate *windowDelegate READ windowDelegate CONSTANT FINAL)
+    Q_PROPERTY(SettingsWindow *settingsWindow READ settingsWindow CONSTANT FINAL)
     Q_PROPERTY(QString title READ title CONSTANT FINAL)
     Q_PROPERTY(Overlay overlay READ overlay NOTIFY overlayChanged FINAL)
 
@@ -36,6 +38,7 @@ public:
     [[nodiscard]] AppViewModel *viewModel() const { return m_viewModel.get(); }
     [[nodiscard]] SDManager *sdManager() const { return m_sdManager.get(); }
     [[nodiscard]] WindowDelegate *windowDelegate() { return &m_windowDelegate; }
+    [[nodiscard]] SettingsWindow *settingsWindow() { return &m_settingsWindow; }
     [[nodiscard]] QString title() const; ///< of the main window, with the version
     [[nodiscard]] const Overlay &overlay() const { return m_overlay; }
     [[nodiscard]] bool isInitialized() const { return m_isInitialized; }
@@ -63,6 +66,7 @@ private:
     // Released in the opposite order: the card detection goes first, the state last.
     std::unique_ptr<AppViewModel> m_viewModel;
     std::unique_ptr<SDManager> m_sdManager;
+    SettingsWindow m_settingsWindow;
     WindowDelegate m_windowDelegate;
     std::function<void()> m_exit;
     QString m_cardPath; ///< the last detected disk that was acted on; empty for none

@@ -9,6 +9,7 @@ Row {
     required property MultiTrackPlayer playerManager
     signal previousRequested
     signal nextRequested
+    signal settingsRequested
 
     readonly property bool hasPlayers: playerManager.videoPlayerCount > 0
 
@@ -47,5 +48,14 @@ Row {
         system: "media-skip-forward"
         enabled: root.hasPlayers
         onClicked: root.nextRequested()
+    }
+    ImageButton {
+        name: "settings"
+        system: "emblem-system"
+        onClicked: {
+            if (root.playerManager.isPlaying)
+                root.playerManager.pause();
+            root.settingsRequested();
+        }
     }
 }

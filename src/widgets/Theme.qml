@@ -5,9 +5,15 @@ import QtQuick
 QtObject {
     readonly property color window: "#1e1e1e"
     readonly property color text: "#e6e6e6"
+    readonly property color secondaryText: "#a0a0a0"
     readonly property color accent: "#0a84ff"
     readonly property color gray: "gray"
     readonly property color cyan: "cyan"
+    readonly property color blue: "#0a84ff"
+    readonly property color pink: "#ff375f"
+    readonly property color green: "#30d158"
+    readonly property color yellow: "#ffd60a"
+    readonly property color red: "#ff453a"
 
     // Pixel sizes of the headline and the footnote font.
     readonly property int headlineSize: 15

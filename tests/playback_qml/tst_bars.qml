@@ -15,6 +15,7 @@ Item {
         playerManager: rig.player
         onPreviousRequested: root.wishes.push("previous")
         onNextRequested: root.wishes.push("next")
+        onSettingsRequested: root.wishes.push("settings")
     }
     SeekControlBar {
         id: seekBar
@@ -51,22 +52,22 @@ Item {
 
         function test_buttonsAreEnabledByState() {
             rig.load(0, 100);
-            compare(enabledButtons(), "");
+            compare(enabledButtons(), "settings");
             rig.load(2, 100);
-            compare(enabledButtons(), "previous backward play forward next");
+            compare(enabledButtons(), "previous backward play forward next settings");
             rig.player.play();
-            compare(enabledButtons(), "stop previous backward pause forward next");
+            compare(enabledButtons(), "stop previous backward pause forward next settings");
             rig.player.pause();
-            compare(enabledButtons(), "stop previous backward play forward next");
+            compare(enabledButtons(), "stop previous backward play forward next settings");
             rig.player.seek(1);
-            compare(enabledButtons(), "stop previous backward forward next");
+            compare(enabledButtons(), "stop previous backward forward next settings");
             rig.player.seek(0.9999);
-            compare(enabledButtons(), "stop previous backward play forward next");
+            compare(enabledButtons(), "stop previous backward play forward next settings");
             rig.player.play();
             rig.end();
-            compare(enabledButtons(), "stop previous backward forward next");
+            compare(enabledButtons(), "stop previous backward forward next settings");
             rig.player.stop();
-            compare(enabledButtons(), "previous backward play forward next");
+            compare(enabledButtons(), "previous backward play forward next settings");
         }
 
         function test_buttonsCommandThePlayer() {
@@ -87,15 +88,23 @@ Item {
             compare(root.wishes, ["previous", "next"]);
         }
 
+        function test_settingsPauseTheRecording() {
+            mouseClick(button("settings"));
+            rig.player.play();
+            mouseClick(button("settings"));
+            verify(!rig.player.isPlaying && !rig.player.isStopped);
+            compare(root.wishes, ["settings", "settings"]);
+        }
+
         function test_keysReachEveryButton() {
             rig.player.play();
             buttons.children[0].forceActiveFocus(Qt.TabFocusReason);
             const reached = [];
-            for (let i = 0; i < 6; ++i) {
+            for (let i = 0; i < 7; ++i) {
                 reached.push(Array.from(buttons.children).find(child => child.visualFocus).name);
                 keyClick(Qt.Key_Tab);
             }
-            compare(reached, ["stop", "previous", "backward", "pause", "forward", "next"]);
+            compare(reached, ["stop", "previous", "backward", "pause", "forward", "next", "settings"]);
         }
 
         function test_sliderScrubsAndSeeksAtTheEnd() {
