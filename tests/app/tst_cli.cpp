@@ -38,6 +38,9 @@ private Q_SLOTS:
     void refusesWithoutAResult_data();
     void refusesWithoutAResult();
     void damageIsToldAndReplacesNothing();
+    void settingsAreReadChangedAndSaved();
+    void settingsRefuseWithoutSaving_data();
+    void settingsRefuseWithoutSaving();
     void leavesTheUsersFoldersAlone();
     void tellsTelemetry();
 
@@ -154,6 +157,7 @@ void CliTest::refusesWithoutAResult_data()
     row("a command in the path", "extract IMAGE mov/normal/$(id) TARGET", 4);
     row("out of the card", "extract IMAGE mov/../cfg/bbox.ini TARGET", 4);
     row("target folder missing", "extract IMAGE cfg/bbox.ini /nonexistent/target", 5);
+    row("an option of another word", "list IMAGE --reset", 1);
     row("target is a folder", "extract IMAGE cfg/bbox.ini /", 5);
 }
 
@@ -204,6 +208,73 @@ void CliTest::damageIsToldAndReplacesNothing()
     for (const QString &recording : left)
         QVERIFY(m_paths.contains(recording));
     QVERIFY(incompleteFiles > 0 || (left.size() > 0 && left.size() < m_paths.size()));
+}
+
+void CliTest::settingsAreReadChangedAndSaved()
+{
+    const QString ini = path(QStringLiteral("bbox.ini"));
+    const QString cfg = path(QStringLiteral("bbox.cfg"));
+    const QString target = path(QStringLiteral("new.cfg"));
+    write(ini, "use_ldws=0\nvolume=60\nrec_qual=1\n");
+    write(cfg, "[bbox]\nmystery=kept\nvolume=88\nldws=1\nmem_type=4294967296\n");
+    const Run shown =
+        run({QStringLiteral("settings"), QStringLiteral("--ini"), ini, QStringLiteral("--cfg"), cfg});
+    QCOMPARE(shown.status, 0);
+    const QJsonObject fields = QJsonDocument::fromJson(shown.output).object();
+    QCOMPARE(fields.size(), 34);
+    QCOMPARE(fields.value(u"volumeIndex"), QJsonValue(2));
+    QCOMPARE(fields.value(u"isLdws"), QJsonValue(false));
+    QCOMPARE(fields.value(u"storagePriority"), QJsonValue(qint64{4294967296}));
+
+    const Run saved =
+        run({QStringLiteral("settings"), QStringLiteral("--ini"), ini, QStringLiteral("--cfg"), cfg,
+             QStringLiteral("--set"), QStringLiteral("gmtIndex=21"), QStringLiteral("--reset"),
+             QStringLiteral("--set"), QStringLiteral("wifiPW=a=b"), QStringLiteral("--set"),
+             QStringLiteral("isTimeSyncEnabled=true"), QStringLiteral("--set"),
+             QStringLiteral("changedDate=2026-01-02T03:04:05"), QStringLiteral("--save"), target});
+    QCOMPARE(saved.status, 0);
+    QCOMPARE(saved.messages, QByteArray());
+    const QByteArrayList lines = contentOf(target).split('\n');
+    QCOMPARE(lines.mid(0, 5),
+             QByteArrayList({"[bbox]", "mystery=kept", "volume=60", "ldws=0", "mem_type=0"}));
+    for (const char *line : {"rec_qual=1", "gmt=9", "wifi_sspw_1=a=b", "sync_time=2026,01,02,03,04,05"})
+        QVERIFY2(lines.contains(line), line);
+    QCOMPARE(QJsonDocument::fromJson(saved.output).object().value(u"gmtIndex"), QJsonValue(21));
+}
+
+void CliTest::settingsRefuseWithoutSaving_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    const auto row = [](const char *name, const QStringList &arguments, int status) {
+        QTest::newRow(name) << arguments << status;
+    };
+    const QString set = QStringLiteral("--set");
+    row("unknown field", {set, QStringLiteral("volume=1")}, 1);
+    row("no field", {set, QStringLiteral("objectName=x")}, 1);
+    row("not of the camera", {set, QStringLiteral("applicationName=x")}, 1);
+    row("no value", {set, QStringLiteral("volumeIndex")}, 1);
+    row("not in the table", {set, QStringLiteral("volumeIndex=4")}, 1);
+    row("no integer", {set, QStringLiteral("gmtIndex=1.5")}, 1);
+    row("no flag", {set, QStringLiteral("isLdws=yes")}, 1);
+    row("no date", {set, QStringLiteral("changedDate=today")}, 1);
+    row("line end in a text", {set, QStringLiteral("wifiSSID=a\nmic=1")}, 1);
+    row("a word too many", {QStringLiteral("card.img")}, 1);
+    row("no such file", {QStringLiteral("--cfg"), QStringLiteral("/nonexistent")}, 2);
+    row("no text", {QStringLiteral("--ini"), tool("vornex-cli")}, 2);
+}
+
+void CliTest::settingsRefuseWithoutSaving()
+{
+    QFETCH(const QStringList, arguments);
+    const QString target = path(QStringLiteral("kept.cfg"));
+    write(target, "kept");
+    const Run refused =
+        run(QStringList{QStringLiteral("settings"), QStringLiteral("--save"), target} + arguments);
+    QTEST(refused.status, "status");
+    QVERIFY(refused.messages.startsWith("vornex-cli: "));
+    QCOMPARE(refused.output, QByteArray());
+    QCOMPARE(contentOf(target), QByteArray("kept"));
 }
 
 void CliTest::leavesTheUsersFoldersAlone()

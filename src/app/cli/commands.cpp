@@ -3,6 +3,7 @@
 #include "cardimage.h"
 #include "common/bundle.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <QCommandLineParser>
@@ -55,10 +56,36 @@ Request answerOnly(ExitStatus status, const QString &text)
 
 QString exitStatusHelp()
 {
-    return Request::tr(
-        "\n종료 코드: 0 완료, 1 잘못된 명령, 2 카드 이미지를 읽을 수 없음, 3 손상되어 일부만 읽음,\n"
-        "4 없는 녹화 파일, 5 결과를 쓸 수 없음, 6 도구 오류");
+    return Request::tr("\n종료 코드: 0 완료, 1 잘못된 명령, 2 카드 이미지나 설정 파일을 읽을 수 없음, 3 "
+                       "손상되어 일부만 읽음,\n"
+                       "4 없는 녹화 파일, 5 결과를 쓸 수 없음, 6 도구 오류");
 }
+
+/// For cameras' settings files, without a card.
+struct SettingsOptions {
+    const QCommandLineOption ini{QStringLiteral("ini"), Request::tr("settings: 읽을 bbox.ini"),
+                                 QStringLiteral("FILE")};
+    const QCommandLineOption cfg{QStringLiteral("cfg"), Request::tr("settings: 읽을 bbox.cfg"),
+                                 QStringLiteral("FILE")};
+    const QCommandLineOption reset{QStringLiteral("reset"), Request::tr("settings: 초기값으로 되돌립니다.")};
+    const QCommandLineOption set{QStringLiteral("set"), Request::tr("settings: 항목의 값을 바꿉니다."),
+                                 QStringLiteral("FIELD=VALUE")};
+    const QCommandLineOption save{QStringLiteral("save"), Request::tr("settings: 저장할 bbox.cfg"),
+                                  QStringLiteral("FILE")};
+
+    [[nodiscard]] QList<QCommandLineOption> all() const { return {ini, cfg, reset, set, save}; }
+    [[nodiscard]] bool isAnySet(const QCommandLineParser &parser) const
+    {
+        const QList<QCommandLineOption> options = all();
+        return std::any_of(options.begin(), options.end(),
+                           [&parser](const QCommandLineOption &option) { return parser.isSet(option); });
+    }
+    [[nodiscard]] SettingsRequest request(const QCommandLineParser &parser) const
+    {
+        return {parser.value(ini), parser.value(cfg), parser.isSet(reset), parser.values(set),
+                parser.value(save)};
+    }
+};
 
 } // namespace
 
@@ -68,6 +95,8 @@ Request Request::parse(const QStringList &arguments)
     parser.setApplicationDescription(tr("블랙박스 메모리 카드 이미지를 창 없이 읽습니다.\n\n"
                                         "  vornex-cli list IMAGE [--json]\n"
                                         "  vornex-cli extract IMAGE PATH TARGET\n"
+                                        "  vornex-cli settings [--ini FILE] [--cfg FILE] [--reset] "
+                                        "[--set FIELD=VALUE ...] [--save FILE]\n"
                                         "  vornex-cli telemetry RECORDING [--duration SECONDS]\n"
                                         "                       [--format json|location|gsensor|gpx|csv]"));
     const QCommandLineOption help = parser.addHelpOption();
@@ -80,8 +109,10 @@ Request Request::parse(const QStringList &arguments)
     const QCommandLineOption format(QStringLiteral("format"),
                                     tr("telemetry: json(기본), location, gsensor, gpx, csv"),
                                     QStringLiteral("FORMAT"));
+    const SettingsOptions settingsOptions;
     parser.addOptions({json, verbose, duration, format});
-    parser.addPositionalArgument(QStringLiteral("list|extract|telemetry"), tr("할 일"));
+    parser.addOptions(settingsOptions.all());
+    parser.addPositionalArgument(QStringLiteral("list|extract|settings|telemetry"), tr("할 일"));
     parser.addPositionalArgument(QStringLiteral("IMAGE|RECORDING"), tr("카드 이미지 파일, 또는 녹화 파일"));
     parser.addPositionalArgument(QStringLiteral("PATH"),
                                  tr("카드 안의 경로 (예: mov/event/E_20240309_170559.mp4)"),
@@ -100,12 +131,20 @@ Request Request::parse(const QStringList &arguments)
     const QStringList words = parser.positionalArguments();
     request.isJson = parser.isSet(json);
     request.isVerbose = parser.isSet(verbose);
-    if (words.size() == 2 && words[0] == u"telemetry" && !request.isJson) {
+    const bool hasTelemetryOption = parser.isSet(duration) || parser.isSet(format);
+    if (words.size() == 2 && words[0] == u"telemetry" && !request.isJson
+        && !settingsOptions.isAnySet(parser)) {
         Request telemetryRequest = parseTelemetry(words[1], parser.value(duration), parser.value(format));
         telemetryRequest.isVerbose = request.isVerbose;
         return telemetryRequest;
     }
-    const bool hasTelemetryOption = parser.isSet(duration) || parser.isSet(format);
+    if (words == QStringList(QStringLiteral("settings")) && !request.isJson && !hasTelemetryOption) {
+        request.command = Command::Settings;
+        request.settings = settingsOptions.request(parser);
+        return request;
+    }
+    if (settingsOptions.isAnySet(parser))
+        return answerOnly(ExitStatus::Usage, tr("잘못된 명령입니다. vornex-cli --help를 보십시오."));
     if (words.size() == 2 && words[0] == u"list" && !hasTelemetryOption) {
         request.image = words[1];
         return request;
@@ -146,6 +185,8 @@ QCoro::Task<Outcome> carryOut(Request request, QIODevice *results)
         const Outcome told = co_await tellTelemetry(request.telemetry, results);
         co_return told;
     }
+    if (request.command == Request::Command::Settings)
+        co_return carryOut(request.settings, results);
     CardImage card(request.image);
     const Outcome opened = co_await card.open();
     if (opened.status != ExitStatus::Whole)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "outcome.h"
+#include "settingscommand.h"
 #include "telemetrycommand.h"
 
 #include <optional>
@@ -14,12 +15,13 @@ class QIODevice;
 struct Request {
     Q_DECLARE_TR_FUNCTIONS(Request)
 public:
-    enum class Command { List, Extract, Telemetry };
+    enum class Command { List, Extract, Settings, Telemetry };
 
     Command command = Command::List;
     QString image;
     QString cardPath; ///< Extract: such as "mov/event/E_20240309_170559.mp4"
     QString target; ///< Extract: the file to make
+    SettingsRequest settings; ///< Settings
     TelemetryRequest telemetry; ///< Telemetry
     bool isJson = false;
     bool isVerbose = false;
