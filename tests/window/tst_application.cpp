@@ -281,8 +281,11 @@ void TestApplication::cardRemoval_emptiesEverythingInOrder()
     AppViewModel &viewModel = program->viewModel();
     MultiTrackPlayer &player = *viewModel.playerManager();
     viewModel.tapRow(0);
-    QTRY_COMPARE_WITH_TIMEOUT(player.videoPlayers().size(), channels, loadTimeout);
-    QTRY_VERIFY(QDir(extracted(QStringLiteral("mov"))).exists());
+    QTRY_VERIFY_WITH_TIMEOUT(player.isPlaying(), loadTimeout);
+    const auto isRead = [](const FileListItem &item) { return item.read > 0; };
+    QTRY_VERIFY_WITH_TIMEOUT(std::all_of(viewModel.fileList().cbegin(), viewModel.fileList().cend(), isRead),
+                             loadTimeout);
+    QVERIFY(QDir(extracted(QStringLiteral("mov"))).exists());
 
     QStringList order;
     const auto note = [&](const QString &what) {
