@@ -4,6 +4,7 @@
 #include "picturegeometry.h"
 #include "picturetextures.h"
 
+#include <private/qrhi_p.h>
 #include <QQuickWindow>
 #include <QSGRendererInterface>
 
@@ -15,6 +16,16 @@ QRhi *graphicsDevice(QQuickWindow *window)
     if (!QSGRendererInterface::isApiRhiBased(renderer->graphicsApi()))
         return nullptr;
     return static_cast<QRhi *>(renderer->getResource(window, QSGRendererInterface::RhiResource));
+}
+
+bool s_usesShadersEverywhere = false;
+
+/// With one of Mesa's rasterisers a shader over each pixel shown costs more than converting the picture at
+/// that size.
+bool drawsOnProcessor(const QRhi *device)
+{
+    const QByteArray name = device->driverInfo().deviceName;
+    return name.contains("llvmpipe") || name.contains("softpipe");
 }
 
 void setCorners(QSGGeometry *geometry, const QRectF &place, int rotation)
@@ -39,6 +50,8 @@ SurfaceNode::SurfaceNode(QQuickWindow *window)
     appendChildNode(m_background);
 }
 
+void SurfaceNode::useShadersEverywhere() { s_usesShadersEverywhere = true; }
+
 void SurfaceNode::update(const TrackPlayer *player, QSizeF area, double devicePixelRatio)
 {
     m_background->setRect(QRectF(QPointF(), area));
@@ -50,7 +63,8 @@ void SurfaceNode::update(const TrackPlayer *player, QSizeF area, double devicePi
     }
     const QRectF place = fittedRect(*frame, area);
     QRhi *device = graphicsDevice(m_window);
-    if (device && PictureTextures::canHold(device, *frame))
+    const bool usesShaders = device && (s_usesShadersEverywhere || !drawsOnProcessor(device));
+    if (usesShaders && PictureTextures::canHold(device, *frame))
         drawPlanes(player, device, frame, place);
     else
         drawConverted(frame, place, devicePixelRatio);

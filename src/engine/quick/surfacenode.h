@@ -20,6 +20,9 @@ class SurfaceNode final : public QSGTransformNode
 {
 public:
     explicit SurfaceNode(QQuickWindow *window);
+    /// For tests, whose machines have no graphics card: the way of one all the same. Before the first
+    /// picture.
+    static void useShadersEverywhere();
 
     /// To be called while the main thread waits. player may be null.
     void update(const TrackPlayer *player, QSizeF area, double devicePixelRatio);
