@@ -48,7 +48,8 @@ QList<float> PrivateSound::takeRecorded()
     m_rest += m_recorder.readAllStandardOutput();
     const qsizetype bytes = m_rest.size() - m_rest.size() % qsizetype{sizeof(float)};
     QList<float> samples(bytes / qsizetype{sizeof(float)});
-    std::memcpy(samples.data(), m_rest.constData(), static_cast<size_t>(bytes));
+    if (bytes > 0)
+        std::memcpy(samples.data(), m_rest.constData(), static_cast<size_t>(bytes));
     m_rest.remove(0, bytes);
     return samples;
 }

@@ -149,7 +149,7 @@ Q_SIGNALS:
     void alertMessageChanged();
     void downloadMessageChanged();
     void videoPlayersChanged();
-    void extractionEnded(QPrivateSignal);
+    void extractionEnded(); ///< of one recording
 
 private:
     /// Where the files of one selection lie.

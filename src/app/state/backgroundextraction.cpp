@@ -107,5 +107,5 @@ QCoro::Task<> AppViewModel::extract(FileListItem item)
     if (!self)
         co_return;
     m_runningExtractions.remove(path);
-    Q_EMIT extractionEnded(QPrivateSignal());
+    Q_EMIT extractionEnded();
 }
