@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <QFile>
-#include <QThreadPool>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,11 +23,7 @@ std::shared_ptr<const MovieSource> MovieSource::open(const QString &path, QStrin
     return std::shared_ptr<const MovieSource>(new MovieSource(descriptor, status.st_size));
 }
 
-MovieSource::~MovieSource()
-{
-    // The last descriptor of a file without a name frees its blocks: a good tenth of a second for 200 MB.
-    QThreadPool::globalInstance()->start([descriptor = m_descriptor] { ::close(descriptor); });
-}
+MovieSource::~MovieSource() { ::close(m_descriptor); }
 
 qint64 MovieSource::read(qint64 offset, uchar *target, qint64 size) const
 {
