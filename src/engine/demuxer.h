@@ -1,9 +1,10 @@
 #pragma once
 
-#include "avhandles.h"
+#include "common/avhandles.h"
 #include "moviesource.h"
 
 #include <atomic>
+#include <chrono>
 #include <optional>
 
 /// A libavformat context on a movie source. One thread at a time, except cancel().
@@ -48,5 +49,5 @@ private:
     std::atomic<bool> m_isCancelled = false;
     std::optional<TimePoint> m_deadline;
     std::unique_ptr<AVIOContext, IoDelete> m_io;
-    FormatPtr m_format; // goes before the input that it reads from
+    DemuxerPtr m_format; // goes before the input that it reads from
 };

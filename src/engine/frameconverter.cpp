@@ -61,7 +61,7 @@ VideoFramePtr FrameConverter::convert(const AVFrame &picture, AVRational sampleA
                                       double seconds, quint64 serial)
 {
     const bool isDirect = layoutOf(picture.format).has_value();
-    DecodedPtr kept = isDirect ? DecodedPtr(av_frame_clone(&picture)) : toYuv420(picture);
+    FramePtr kept = isDirect ? FramePtr(av_frame_clone(&picture)) : toYuv420(picture);
     if (!kept)
         return nullptr;
     auto frame = std::make_shared<VideoFrame>();
@@ -79,9 +79,9 @@ VideoFramePtr FrameConverter::convert(const AVFrame &picture, AVRational sampleA
     return frame;
 }
 
-DecodedPtr FrameConverter::toYuv420(const AVFrame &picture)
+FramePtr FrameConverter::toYuv420(const AVFrame &picture)
 {
-    DecodedPtr target(av_frame_alloc());
+    FramePtr target(av_frame_alloc());
     if (!target)
         return nullptr;
     target->format = AV_PIX_FMT_YUV420P;

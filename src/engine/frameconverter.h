@@ -1,6 +1,6 @@
 #pragma once
 
-#include "avhandles.h"
+#include "common/avhandles.h"
 #include "videoframe.h"
 
 /// Turns decoded pictures into frames: those in one of the layouts of VideoFrame without a copy, others
@@ -13,7 +13,7 @@ public:
                           quint64 serial);
 
 private:
-    DecodedPtr toYuv420(const AVFrame &picture);
+    FramePtr toYuv420(const AVFrame &picture);
 
     ScalerPtr m_scaler;
 };

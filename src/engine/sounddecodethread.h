@@ -42,7 +42,7 @@ private:
 
     // The decode thread's own
     PacketPtr m_packet;
-    DecodedPtr m_decoded;
+    FramePtr m_decoded;
     ResamplerPtr m_resampler;
     int m_resampledRate = 0;
     int m_resampledFormat = AV_SAMPLE_FMT_NONE;

@@ -1,5 +1,7 @@
 #include "soundqueue.h"
 
+#include "common/avhandles.h"
+
 #include <algorithm>
 #include <cstring>
 

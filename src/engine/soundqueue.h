@@ -1,6 +1,6 @@
 #pragma once
 
-#include "avhandles.h"
+#include "nanoseconds.h"
 
 #include <condition_variable>
 #include <deque>

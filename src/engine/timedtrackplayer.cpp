@@ -1,6 +1,6 @@
 #include "timedtrackplayer.h"
 
-#include "avhandles.h"
+#include "nanoseconds.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,6 +2,7 @@
 
 #include "demuxer.h"
 #include "movie.h"
+#include "nanoseconds.h"
 
 #include <deque>
 #include <optional>

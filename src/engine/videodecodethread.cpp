@@ -175,7 +175,7 @@ void VideoDecodeThread::decodeSome()
 {
     const int result = avcodec_receive_frame(m_decoder.get(), m_decoded.get());
     if (result >= 0) {
-        DecodedPtr decoded(av_frame_alloc());
+        FramePtr decoded(av_frame_alloc());
         if (decoded)
             av_frame_move_ref(decoded.get(), m_decoded.get());
         else
@@ -221,7 +221,7 @@ void VideoDecodeThread::keepUp(const AVPacket &packet)
     }
 }
 
-void VideoDecodeThread::takeDecoded(DecodedPtr decoded)
+void VideoDecodeThread::takeDecoded(FramePtr decoded)
 {
     const int64_t shownAt = decoded->best_effort_timestamp;
     const Nanoseconds time = shownAt == AV_NOPTS_VALUE ? m_decodedUntil : m_reader->timeOf(shownAt);

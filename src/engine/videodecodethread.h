@@ -43,7 +43,7 @@ private:
         VideoFramePtr picture;
     };
     struct Candidate {
-        DecodedPtr picture;
+        FramePtr picture;
         Nanoseconds time;
         Nanoseconds end;
     };
@@ -57,7 +57,7 @@ private:
     void decodeSome();
     void feedDecoder();
     void keepUp(const AVPacket &packet);
-    void takeDecoded(DecodedPtr decoded);
+    void takeDecoded(FramePtr decoded);
     void push(const Candidate &decoded);
     void finish();
 
@@ -69,7 +69,7 @@ private:
     FrameConverter m_converter;
     int m_rotation = 0;
     PacketPtr m_packet;
-    DecodedPtr m_decoded;
+    FramePtr m_decoded;
     quint64 m_serving = 0;
     Nanoseconds m_target{0};
     Candidate m_candidate{}; // the last picture before the target

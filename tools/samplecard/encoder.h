@@ -1,6 +1,6 @@
 #pragma once
 
-#include "avhandles.h"
+#include "common/avhandles.h"
 #include "drive.h"
 #include "failure.h"
 #include "scene.h"

@@ -1,6 +1,6 @@
-#include "avhandles.h"
 #include "cardimage.h"
 #include "cardplan.h"
+#include "common/avhandles.h"
 #include "ext4writer.h"
 #include "interruption.h"
 #include "options.h"

@@ -121,7 +121,7 @@ private:
     }
 
     QString m_path;
-    FormatPtr m_format;
+    MuxerPtr m_format;
     QList<AVRational> m_timeBases;
     qint64 m_mediaStart = 0;
     qint64 m_lastPacketStart = 0;
