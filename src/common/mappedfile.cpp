@@ -52,13 +52,12 @@ std::uintptr_t pageSize()
 }
 
 /// Zeros in place of the page that can't be had.
-bool coverPage(std::uintptr_t address)
+bool coverPage(void *fault)
 {
-    const std::uintptr_t page = address & ~(pageSize() - 1);
+    char *const page = static_cast<char *>(fault) - reinterpret_cast<std::uintptr_t>(fault) % pageSize();
     const int errorBefore = errno;
-    const bool isCovered = mmap(reinterpret_cast<void *>(page), pageSize(), PROT_READ,
-                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0)
-        != MAP_FAILED;
+    const bool isCovered =
+        mmap(page, pageSize(), PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED;
     errno = errorBefore;
     return isCovered;
 }
@@ -83,7 +82,7 @@ void handleBusError(int number, siginfo_t *information, void *context)
     const auto address = reinterpret_cast<std::uintptr_t>(information->si_addr);
     if (information->si_code > 0) {
         for (Guard &guard : guards) {
-            if (guard.holds(address) && coverPage(address)) {
+            if (guard.holds(address) && coverPage(information->si_addr)) {
                 guard.hasFaulted = true;
                 return;
             }
