@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+class MappedFile;
+
+/// A stretch of the source file, in bytes.
+struct Span {
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+    [[nodiscard]] std::uint64_t end() const { return offset + size; }
+};
+
+enum class VideoCodec { H264, H265 };
+
+/// What `--chN WxH@FPS` says of a channel.
+struct ChannelRequest {
+    int width = 0;
+    int height = 0;
+    int framesPerSecond = 0;
+};
+
+/// One network abstraction layer unit, behind its 4-byte length.
+struct Unit {
+    std::uint64_t offset = 0;
+    std::uint32_t size = 0;
+    std::uint8_t type = 0; ///< nal_unit_type of the codec
+};
+
+/// One access unit: `unitCount` units from `firstUnit` on in Findings::units, in decode order.
+struct Picture {
+    std::uint32_t firstUnit = 0;
+    std::uint16_t unitCount = 0;
+    bool isSync = false; ///< IDR, or IRAP of H.265
+    bool isReference = true;
+    bool isDamaged = false; ///< bytes of it are known to be lost (a stretch of zeros, a slice missing)
+    bool followsLoss = false; ///< something of this channel is missing right before it
+    std::uint32_t picturesMissingBefore = 0; ///< by its frame number; 0 also where unknown
+};
+
+/// A time stamp of a trusted index, in units of IndexedTimes::timescale.
+struct IndexedTime {
+    std::int64_t decode = 0;
+    std::int32_t compositionOffset = 0;
+};
+
+struct Channel {
+    VideoCodec codec = VideoCodec::H264;
+    std::optional<ChannelRequest> request;
+    std::vector<Picture> pictures;
+    /// Parameter sets without length or start code, found in the stream (first), then those of the index.
+    std::vector<std::vector<std::uint8_t>> parameterSets;
+    /// From a trusted index: as many as pictures; else empty.
+    std::vector<IndexedTime> times;
+    std::uint32_t timescale = 0;
+};
+
+enum class SoundKind { None, Aac, Mp3, Pcm16 };
+
+struct Sound {
+    SoundKind kind = SoundKind::None;
+    std::vector<Span> stretches; ///< in file order, without blocks, padding and video
+    bool areSampleBordersKnown = false; ///< each stretch is one sample (from a trusted index)
+    int sampleRateHz = 0; ///< from the index, else 0
+    int channelCount = 0; ///< from the index, else 0
+};
+
+/// A telemetry block's reading of the camera's clock.
+struct ClockMark {
+    std::uint64_t offset = 0; ///< of the block in the file
+    double seconds = 0; ///< since the first mark
+};
+
+/// What was found in a damaged recording, before anything is decoded or written.
+struct Findings {
+    std::vector<Unit> units;
+    std::vector<Channel> channels; ///< in the order of the requests
+    Sound sound;
+    std::vector<ClockMark> clock; ///< in file order
+    std::vector<Span> losses; ///< stretches that nothing could be made of
+    bool isIndexTrusted = false;
+};
