@@ -144,3 +144,36 @@ def index(tracks):
     header = full_box(b"mvhd", struct.pack(">4I", 0, 0, MOVIE_TIMESCALE, longest), struct.pack(">IH", 0x10000, 0x100), bytes(10),
                       MATRIX, bytes(24), struct.pack(">I", len(tracks) + 1))
     return box(b"moov", header, *(track for track, _ in boxes))
+
+
+def boxes(data, begin=0, end=None):
+    """(name, begin and end of the contents) of each box."""
+    end = len(data) if end is None else end
+    while begin + 8 <= end:
+        size, name = struct.unpack_from(">I4s", data, begin)
+        header = 8
+        if size == 1:
+            size, header = struct.unpack_from(">Q", data, begin + 8)[0], 16
+        size = size or end - begin
+        yield name, begin + header, min(end, begin + size)
+        begin += max(size, header)
+
+
+def inside(data, place, *path):
+    """Where the contents of each box stand that is reached by these names."""
+    for name, begin, end in boxes(data, *place):
+        if name == path[0]:
+            yield from inside(data, (begin, end), *path[1:]) if path[1:] else [(begin, end)]
+
+
+def key_numbers(data):
+    """For each video track the samples, from 0, that its index calls key frames; none: all are."""
+    result = []
+    for track in inside(data, (0, len(data)), b"moov", b"trak"):
+        handler = next(inside(data, track, b"mdia", b"hdlr"))[0]
+        if data[handler + 8:handler + 12] != b"vide":
+            continue
+        table = next(inside(data, track, b"mdia", b"minf", b"stbl", b"stss"), None)
+        count = struct.unpack_from(">I", data, table[0] + 4)[0] if table else 0
+        result.append({n - 1 for n in struct.unpack_from(f">{count}I", data, table[0] + 8)} if table else None)
+    return result

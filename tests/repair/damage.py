@@ -2,6 +2,7 @@
 import random
 import struct
 
+import container
 import recording as layout
 import streams
 
@@ -43,7 +44,7 @@ def damage(cache, recording, seed):
     if form.ending in ("whole", "bad sets", "bad first sets"):
         result.data += recording.index
     elif form.ending == "short index":
-        result.data += layout.index_of(form, recording.channels, recording.sound, recording.samples, 0.3)
+        result.data += container.index(layout.tracks_of(form, recording.channels, recording.sound, recording.samples, 0.3))
     if form.ending.startswith("bad"):
         spoil_sets(result, recording, only_first=form.ending == "bad first sets")
     set_media_size(result, recording)

@@ -8,14 +8,12 @@ import argparse
 import fnmatch
 import json
 import os
-import pathlib
 import re
 
 import damage
 import forms
 import recording as layout
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+import streams
 
 
 def file_name(form, seed):
@@ -81,7 +79,7 @@ def add_arguments(parser):
     parser.add_argument("--first-seed", type=int, default=1)
     parser.add_argument("--chance", type=int, default=0, help="so many mixtures by chance besides")
     parser.add_argument("--long", action="store_true", help="pictures up to 1920x1080, five times as long")
-    parser.add_argument("--cache", default=str(ROOT / "build" / "repair-streams"), help="where coded streams are kept")
+    parser.add_argument("--cache", default=str(streams.CACHE), help="where coded streams are kept")
 
 
 def chosen(arguments):

@@ -2,7 +2,7 @@
 import datetime
 import random
 import struct
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 
 import container
 import streams
@@ -39,7 +39,6 @@ class Item:
     key: tuple  # order of writing
     data: bytes
     sample: object = None
-    extra: list = field(default_factory=list)
 
 
 def sample_bytes(video, number):
@@ -120,8 +119,8 @@ def items_of(form, channels, sound, start, dice):
     return sorted(items, key=lambda item: item.key)
 
 
-def index_of(form, channels, sound, samples, part=1.0):
-    """The index of the first `part` of every track."""
+def tracks_of(form, channels, sound, samples, part=1.0):
+    """What the index tells of the first `part` of every track."""
     rate = form.exact_rate
     tracks = []
     for track, video in enumerate(channels):
@@ -133,11 +132,12 @@ def index_of(form, channels, sound, samples, part=1.0):
         kept = entries[:max(1, int(len(entries) * part))]
         tracks.append(container.Track(container.video_entry(video), rate.numerator * 100, kept, form.sizes[track]))
     if sound:
-        pcm = sound.parameters.kind.startswith("pcm")
-        entries = [container.IndexSample(p.offset, len(p.data), 1 if pcm else sound.samples, count=sound.samples if pcm else 1)
+        duration, count = (1, sound.samples) if sound.parameters.kind.startswith("pcm") else (sound.samples, 1)
+        entries = [container.IndexSample(p.offset, len(p.data), duration, count=count)
                    for p in samples if p.track == len(channels)]
-        tracks.append(container.Track(container.sound_entry(sound), sound.parameters.rate, entries[:max(1, int(len(entries) * part))]))
-    return container.index(tracks)
+        kept = entries[:max(1, int(len(entries) * part))]
+        tracks.append(container.Track(container.sound_entry(sound), sound.parameters.rate, kept))
+    return tracks
 
 
 def record(cache, form, seed, scene_offset=0, days_before=0):
@@ -170,4 +170,4 @@ def record(cache, form, seed, scene_offset=0, days_before=0):
     size = header_size + len(media)
     header = struct.pack(">I4sQ", 1, b"mdat", size) if wide else struct.pack(">I4s", size, b"mdat")
     return Recording(form, channels, sound, head, header + bytes(media), samples,
-                     index_of(form, channels, sound, samples), start, media_start)
+                     container.index(tracks_of(form, channels, sound, samples)), start, media_start)

@@ -2,12 +2,13 @@
 import hashlib
 import json
 import os
+import pathlib
 import re
 import subprocess
 import tempfile
 from dataclasses import asdict, dataclass
-from fractions import Fraction
 
+CACHE = pathlib.Path(__file__).resolve().parents[2] / "build" / "repair-streams"
 H264_SETS, H264_SLICES, H264_KEY, H264_DELIMITER = {7, 8}, {1, 5}, {5}, 9
 H265_SETS, H265_SLICES, H265_KEY, H265_DELIMITER = {32, 33, 34}, set(range(22)), set(range(16, 22)), 35
 
@@ -124,8 +125,9 @@ def video_command(p):
     common = ["ffmpeg", "-v", "error", "-f", "lavfi", "-i", scene_filter(p), "-frames:v", str(p.count), "-threads", "1",
               "-g", str(p.group), "-force_key_frames", keys, "-forced-idr", "1", "-bf", str(p.b_frames), "-crf", "27"]
     if p.codec == "h265":
+        pools = "none" if p.slices == 1 else "2"  # x265 3.5 writes beyond its memory with slices and no pool
         options = ["-c:v", "libx265", "-preset", "ultrafast", "-x265-params",
-                   f"scenecut=0:open-gop=0:repeat-headers=1:aud={int(p.delimiters)}:slices={p.slices}:info=0:pools=none:"
+                   f"scenecut=0:open-gop=0:repeat-headers=1:aud={int(p.delimiters)}:slices={p.slices}:info=0:pools={pools}:"
                    f"frame-threads=1:log-level=none:ref={p.references}:min-keyint=1"]
     else:
         options = ["-c:v", "libx264", "-preset", "superfast", "-profile:v", p.profile, "-x264-params",
@@ -232,7 +234,3 @@ def mp3_frames(stream, rate):
         size = (144 if first_version else 72) * kilobits[stream[at + 2] >> 4] * 1000 // rate + (stream[at + 2] >> 1 & 1)
         yield stream[at:at + size]
         at += size
-
-
-def rate_of(text):
-    return Fraction(text)
