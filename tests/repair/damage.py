@@ -36,7 +36,9 @@ def damage(cache, recording, seed):
     form = recording.form
     dice = random.Random(f"damage {form.name} {seed}")
     result = Damaged(recording.head + recording.media)
-    if form.tail.startswith("old"):
+    if form.ending == "nothing":
+        result.overwrite(0, dice.randbytes(len(result.data)))
+    elif form.tail.startswith("old"):
         cut_inside_frame(result, recording, dice.uniform(0.5, 0.8), dice)
     elif form.ending == "cut":
         cut_inside_frame(result, recording, dice.uniform(0.85, 0.98), dice)
@@ -98,6 +100,9 @@ def set_media_size(result, recording):
 def bad_sectors(result, recording, dice):
     first, end = recording.media_start // SECTOR + 2, result.media_end // SECTOR
     for kind, size, count in recording.form.bad:
+        if kind == "head":
+            result.overwrite(0, bytes(size))
+            continue
         sectors = min(size // SECTOR, (end - first) // 8)
         for _ in range(count):
             at = dice.randrange(first, end - sectors) * SECTOR

@@ -1,4 +1,5 @@
 """The forms in which damaged recordings are made: one value for each way in which they differ."""
+import math
 import random
 from dataclasses import dataclass, replace
 from fractions import Fraction
@@ -10,14 +11,15 @@ class Form:
     # pictures
     codec: str = "h264"
     sizes: tuple = ((640, 360), (480, 270))
-    rate: str = "30"
-    told_rate: int = 30  # whole frames a second in the channel description and the arguments
+    rate: str = "30"  # one for all channels, or one for each with blanks between; the last one holds for the rest
+    told_up: bool = False  # the rate in the channel description and the arguments is rounded up, not down
     coded_rate: str = ""  # in the streams' own headers; empty: the true one
     seconds: float = 3.0
     group: int = 30
     phases: bool = False  # groups begin at different times in the channels
     slices: int = 1
     delimiters: bool = False
+    messages: bool = False  # supplemental enhancement information in every frame
     profile: str = "high"
     cabac: bool = True
     b_frames: int = 0
@@ -33,20 +35,24 @@ class Form:
     chunk: str = "0.5"  # seconds, or "group"
     lag: int = 4  # "overtake": a channel is at most so many frames late
     padding: int = 0  # frames start at multiples of this
-    blocks: str = "all"  # "no channels", "none"
+    sound_padded: bool = False  # and so does sound
+    late: float = 0.0  # seconds by which the last channel begins later
+    blocks: str = "all"  # "no channels", "positions", "accelerations", "none"
     arguments: bool = True  # whether --ch is passed
     quicktime: bool = False
     boxes_before: tuple = ()
     # damage
-    ending: str = "no index"  # "cut", "bad sets", "bad first sets", "short index", "whole"
+    ending: str = "no index"  # "cut", "bad sets", "bad first sets", "short index", "whole", "nothing"
     media_size: str = "right"  # "zero", "eight", "half", "large", "64-bit zero", "64-bit unset"
     tail: str = "none"  # "zeros", "old", "old with index"
-    bad: tuple = ()  # (kind, bytes, how many), kind "zeros" or "garbage"
-    only_index_lost: bool = True  # the higher target holds
+    bad: tuple = ()  # (kind, bytes, how many), kind "zeros" or "garbage", or "head" for the file's beginning
 
-    @property
-    def exact_rate(self):
-        return Fraction(self.rate)
+    def rate_of(self, channel):
+        rates = self.rate.split()
+        return Fraction(rates[min(channel, len(rates) - 1)])
+
+    def told_rate_of(self, channel):
+        return math.ceil(self.rate_of(channel)) if self.told_up else int(self.rate_of(channel))
 
     @property
     def target(self):
@@ -89,6 +95,8 @@ TABLE = [
     Form("sectors of garbage", bad=(("garbage", 512, 3),)),
     Form("64 KiB of zeros", bad=(("zeros", 65536, 1),)),
     Form("64 KiB of garbage", bad=(("garbage", 65536, 1),), sets="index"),
+    Form("first sector lost", bad=(("head", 512, 1),)),
+    Form("nothing left", ending="nothing"),
     # channels
     Form("two equal channels", sizes=(SMALL, SMALL)),
     Form("three channels", sizes=(FRONT, SMALL, SMALL)),
@@ -112,8 +120,10 @@ TABLE = [
     Form("four slices", slices=4),
     Form("four slices, no sets", slices=4, sets="index", delimiters=True),
     Form("delimiters", delimiters=True),
+    Form("messages in every frame", messages=True),
     Form("frames at sectors", padding=512),
     Form("frames at 4 KiB, no sets", padding=4096, sets="index"),
+    Form("frames and sound at sectors", padding=512, sound_padded=True, sizes=(SMALL, SMALL)),
     Form("B-frames", b_frames=2, references=2),
     Form("B-frames, no sets", b_frames=2, references=2, sets="index", profile="main"),
     Form("baseline", profile="baseline", cabac=False),
@@ -122,6 +132,7 @@ TABLE = [
     Form("main, no sets", profile="main", sets="index"),
     Form("H.265", codec="h265"),
     Form("H.265, equal channels, cut", codec="h265", sizes=(SMALL, SMALL), ending="cut"),
+    Form("H.265, no sets", codec="h265", sets="index"),
     Form("H.265, sectors of garbage", codec="h265", bad=(("garbage", 512, 3),), b_frames=2),
     # sound
     Form("no sound", sound="none"),
@@ -132,11 +143,17 @@ TABLE = [
     Form("AAC, two channels, 48 kHz", sound_rate=48000, sound_channels=2),
     Form("PCM, bad sectors", sound="pcm", quicktime=True, sound_rate=16000, bad=(("zeros", 512, 3),)),
     # rates and blocks
-    Form("15 frames a second", rate="15", told_rate=15, group=15),
-    Form("25 frames a second", rate="25", told_rate=25, group=25),
-    Form("27.5 frames a second", rate="55/2", told_rate=27),
-    Form("27.5, said to be 30 in the streams", rate="55/2", told_rate=27, coded_rate="30", seconds=4.0),
-    Form("29.97 frames a second", rate="30000/1001", told_rate=29),
+    Form("15 frames a second", rate="15", group=15),
+    Form("25 frames a second", rate="25", group=25),
+    Form("27.5 frames a second", rate="55/2"),
+    Form("27.5, said to be 30 in the streams", rate="55/2", coded_rate="30", seconds=4.0),
+    Form("29.97 frames a second", rate="30000/1001"),
+    Form("29.97, told as 30", rate="30000/1001", told_up=True),
+    Form("60 and 30 frames a second", rate="60 30", group=60),
+    Form("30 and 15 frames a second, no sets", rate="30 15", sets="index", sizes=(SMALL, SMALL)),
+    Form("last channel begins late", late=0.7),
+    Form("positions only", blocks="positions"),
+    Form("accelerations only", blocks="accelerations"),
     Form("no blocks", blocks="none"),
     Form("no blocks, no arguments", blocks="none", arguments=False),
     Form("no arguments", arguments=False),
@@ -150,15 +167,16 @@ def chance(seed):
     codec = pick(["h264"] * 4 + ["h265"])
     count = pick([1, 2, 2, 2, 3, 4, 5])
     sizes = pick([(FRONT,) + (SMALL,) * (count - 1), (FRONT, REAR, SMALL, SMALL, REAR)[:count], (SMALL,) * count])
-    rate, told = pick([("15", 15), ("25", 25), ("55/2", 27), ("30000/1001", 29), ("30000/1001", 30), ("30", 30), ("30", 30)])
     sets = pick(["key", "key", "first", "index"]) if codec == "h264" else pick(["key", "first"])
     profile = pick(["baseline", "main", "high"])
-    blocks = pick(["all"] * 4 + ["no channels", "none"])
+    blocks = pick(["all"] * 4 + ["no channels", "positions", "accelerations", "none"])
     sound = pick(["aac", "aac", "mp3", "pcm", "pcmbe", "none"])
     return Form(
-        f"chance {seed}", codec=codec, sizes=sizes, rate=rate, told_rate=told,
+        f"chance {seed}", codec=codec, sizes=sizes,
+        rate=pick(["15", "25", "55/2", "30000/1001", "30", "30", "30 15", "30 25"]), told_up=pick([False, True]),
         coded_rate=pick(["", "", "30"]) if blocks != "none" else "", seconds=pick([2.0, 3.0, 4.3]),
         group=pick([12, 15, 25, 30, 60]), phases=pick([False, True]), slices=pick([1, 1, 1, 2, 4]), delimiters=pick([False, True]),
+        messages=pick([False, False, True]), sound_padded=pick([False, False, True]),
         profile=profile, cabac=profile != "baseline" and pick([False, True]), b_frames=0 if profile == "baseline" else pick([0, 0, 2]),
         references=pick([1, 1, 2, 3]), sets=sets, set_ids=pick(["equal", "different"]), sound=sound,
         sound_rate=16000 if sound.startswith("pcm") else pick([44100, 48000, 16000]), sound_channels=pick([1, 1, 2]),

@@ -20,7 +20,7 @@ def file_name(form, seed):
     return re.sub(r"[^a-z0-9]+", "-", form.name.lower()).strip("-") + f"-{seed}"
 
 
-def channel_truth(form, video, places, damaged):
+def channel_truth(form, channel, video, places, damaged):
     """One dictionary per frame, in coding order. Decodable: everything back to the key frame is there."""
     frames = []
     chain = False
@@ -30,7 +30,8 @@ def channel_truth(form, video, places, damaged):
         frames.append({"offset": place.offset, "size": len(place.data), "key": frame.is_key, "display": frame.display,
                        "complete": complete, "begun": place.offset < damaged.media_end, "decodable": chain,
                        "slices": frame.slices_md5, "picture": frame.picture_md5})
-    return {"width": video.parameters.width, "height": video.parameters.height, "rate": form.rate, "frames": frames}
+    return {"width": video.parameters.width, "height": video.parameters.height, "rate": str(form.rate_of(channel)),
+            "begin": layout.begin_of(form, channel), "frames": frames}
 
 
 def sound_truth(recording, places, damaged):
@@ -57,10 +58,11 @@ def make(cache, folder, form, seed, twins=False):
     arguments = []
     if form.arguments:
         for number, (width, height) in enumerate(form.sizes, 1):
-            arguments += [f"--ch{number}", f"{width}x{height}@{form.told_rate}"]
+            arguments += [f"--ch{number}", f"{width}x{height}@{form.told_rate_of(number - 1)}"]
     manifest = {"form": form.name, "seed": seed, "file": base + ".mp4", "arguments": arguments, "target": form.target,
                 "codec": form.codec, "plan": {key: str(value) for key, value in vars(form).items()},
-                "channels": [channel_truth(form, video, places[track], damaged) for track, video in enumerate(recording.channels)],
+                "channels": [channel_truth(form, track, video, places[track], damaged)
+                             for track, video in enumerate(recording.channels)],
                 "sound": sound_truth(recording, places[-1], damaged), "old_frames": old_frames, "media_end": damaged.media_end,
                 "harmed": damaged.harmed}
     with open(base + ".mp4", "wb") as file:

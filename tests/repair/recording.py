@@ -8,6 +8,8 @@ import container
 import streams
 import telemetry
 
+LEFT_OUT = {"positions": (b"SHO",), "accelerations": (b"GPS",)}
+
 
 @dataclass
 class Placed:
@@ -46,23 +48,42 @@ def sample_bytes(video, number):
     return container.prefixed(video.frames[number].units, ">I")
 
 
-def without_sets(video, form):
+def first_slice(video, frame):
+    return next(place for place, unit in enumerate(frame.units) if streams.is_slice(video.parameters.codec, unit))
+
+
+def message(codec, number):
+    """User data: type 5, its size, 16 bytes that say whose, then ours."""
+    text = b"frame %06d" % number
+    return (b"\6" if codec == "h264" else b"\x4e\1") + bytes([5, 16 + len(text)]) + b"camera messages!" + text + b"\x80"
+
+
+def with_units_of(form, video):
+    """The frames with those units before their slices that the form asks for."""
     for number, frame in enumerate(video.frames):
+        if form.messages:
+            frame.units.insert(first_slice(video, frame), message(form.codec, number))
         if form.sets == "index" or (form.sets == "first" and number > 0):
             frame.units = [unit for unit in frame.units if not video.is_set(unit)]
     return video
 
 
+def begin_of(form, channel):
+    """Seconds from the start of the recording to the channel's first frame."""
+    return form.late if channel == len(form.sizes) - 1 else 0.0
+
+
 def make_channels(cache, form, scene, shift):
-    count = int(form.seconds * form.exact_rate)
     channels = []
     for number, (width, height) in enumerate(form.sizes):
+        rate = form.rate_of(number)
+        count = int((form.seconds - begin_of(form, number)) * rate)
         phase = (number * form.group // len(form.sizes) + shift) % form.group if form.phases else 0
         parameters = streams.VideoParameters(
-            form.codec, width, height, form.coded_rate or form.rate, count, form.group, phase, form.slices, form.delimiters,
+            form.codec, width, height, form.coded_rate or str(rate), count, form.group, phase, form.slices, form.delimiters,
             form.profile, form.cabac, form.b_frames, form.references, number if form.set_ids == "different" else 0,
             scene * 5 + number)
-        channels.append(without_sets(streams.video(cache, parameters), form))
+        channels.append(with_units_of(form, streams.video(cache, parameters)))
     return channels
 
 
@@ -77,7 +98,7 @@ def lags(form, dice):
     steps = []
     time = 0.0
     while time < form.seconds + 1:
-        steps.append((time, dice.uniform(0, form.lag) / float(form.exact_rate)))
+        steps.append((time, dice.uniform(0, form.lag) / float(form.rate_of(0))))
         time += dice.uniform(0.2, 0.8)
     return steps
 
@@ -87,7 +108,7 @@ def writing_times(form, times, dice):
     if form.order == "frame":
         return times
     if form.order == "chunk":
-        length = form.group / float(form.exact_rate) if form.chunk == "group" else float(form.chunk)
+        length = form.group / float(form.rate_of(0)) if form.chunk == "group" else float(form.chunk)
         return [(int(time / length + 1e-6) + 1) * length for time in times]
     steps = lags(form, dice)
     late = []
@@ -98,10 +119,9 @@ def writing_times(form, times, dice):
 
 
 def items_of(form, channels, sound, start, dice):
-    rate = float(form.exact_rate)
     items = []
     for track, video in enumerate(channels):
-        times = [number / rate for number in range(len(video.frames))]
+        times = [begin_of(form, track) + number / float(form.rate_of(track)) for number in range(len(video.frames))]
         for number, written in enumerate(writing_times(form, times, dice)):
             items.append(Item((written, 1, track, number), b"", Placed(track, number, sample_bytes(video, number))))
     if sound:
@@ -112,18 +132,19 @@ def items_of(form, channels, sound, start, dice):
     if form.blocks != "none":
         phase = dice.choice([0.0, 0.3, 0.7])
         for number, (time, data) in enumerate(telemetry.blocks(form.seconds, start, dice, phase)):
-            items.append(Item((time, 0, 0, number), data))
-        if form.blocks == "all":
-            described = [(width, height, form.told_rate) for width, height in form.sizes]
+            if data[:3] not in LEFT_OUT.get(form.blocks, ()):
+                items.append(Item((time, 0, 0, number), data))
+        if form.blocks != "no channels":
+            described = [(*size, form.told_rate_of(track)) for track, size in enumerate(form.sizes)]
             items.append(Item((-1,), telemetry.channel_block(described)))
     return sorted(items, key=lambda item: item.key)
 
 
 def tracks_of(form, channels, sound, samples, part=1.0):
     """What the index tells of the first `part` of every track."""
-    rate = form.exact_rate
     tracks = []
     for track, video in enumerate(channels):
+        rate = form.rate_of(track)
         entries = [container.IndexSample(p.offset, len(p.data), rate.denominator * 100) for p in samples if p.track == track]
         delay = max(number - frame.display for number, frame in enumerate(video.frames))
         for number, (entry, frame) in enumerate(zip(entries, video.frames)):
@@ -160,7 +181,7 @@ def record(cache, form, seed, scene_offset=0, days_before=0):
         if item.sample is None:
             media += item.data
             continue
-        if form.padding:
+        if form.padding and (form.sound_padded or item.sample.track < len(channels)):
             media += bytes(-(begin + len(media)) % form.padding)
         item.sample.offset = begin + len(media)
         media += item.sample.data

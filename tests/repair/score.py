@@ -125,7 +125,7 @@ def score_bytes(score, manifest, tracks):
             else:
                 frame = truth["frames"][where[1]]
                 score.wrong_keys += packet.is_key != frame["key"]
-                time_errors.append((packet.pts * float(rate) - frame["display"], rate))
+                time_errors.append(((packet.pts - truth["begin"]) * float(rate) - frame["display"], rate))
                 if frame["complete"]:
                     numbers.append(where[1])
         score.found += longest_rise(numbers)
