@@ -1,0 +1,374 @@
+#include "linker.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+constexpr std::size_t beamWidth = 8;
+constexpr std::uint64_t damageReach = 64U << 10U; // bytes behind a loss in which numbers may jump
+
+// What it costs to give a picture to a channel that it fits badly. About natural logarithms of probabilities.
+namespace cost {
+constexpr double otherSize = 1000;
+constexpr double otherPictureSet = 40;
+constexpr double otherSets = 20;
+constexpr double otherSliceCount = 3;
+constexpr double begunInGroup = 30; // the first picture of a channel depends on others
+constexpr double jump = 4;
+constexpr double repeated = 12;
+constexpr double mostJump = 16;
+constexpr double offGroupPerPicture = 2;
+constexpr double mostOffGroup = 12;
+constexpr double mostOffUnsureGroup = 2;
+constexpr double beyondGroup = 4;
+constexpr double turn = 1;
+constexpr double lateBegin = 0.2; // per picture of the others
+constexpr double mostLateBegin = 8;
+constexpr double noise = 12;
+constexpr double supportedNoise = 30;
+constexpr double leaveRun = 1.5;
+constexpr double leaveRunAtGap = 0.7;
+constexpr double stayAtGap = 0.2;
+constexpr double lagPerPicture = 0.01;
+constexpr double mostLag = 1;
+constexpr double runTooShort = 2;
+constexpr double runAlmost = 0.6;
+constexpr double runTooLong = 1.5;
+} // namespace cost
+
+enum class Order {
+    Turns, ///< picture by picture
+    Runs, ///< several pictures of a channel, then several of the next
+    EqualRuns, ///< runs whose length is known
+};
+
+struct Channel {
+    Numbering numbering;
+    std::uint32_t served = 0; ///< 1 + index of its last picture; 0: none yet
+    std::uint16_t inGroup = 0; ///< pictures since the last key picture, itself included
+    std::uint16_t groupLength = 0;
+    std::uint16_t setsId = 0;
+    std::uint16_t sliceCount = 0;
+    std::uint8_t groupsOfThatLength = 0;
+    std::uint8_t pictureSetId = 0;
+    float seconds = 0; ///< of pictures so far
+};
+
+struct State {
+    std::array<Channel, maximumChannels> channels;
+    double cost = 0;
+    double faults = 0; ///< the part of the cost that headers cause
+    std::uint8_t last = Links::none; ///< the channel of the picture before
+    std::uint32_t run = 0; ///< pictures since the channel changed
+};
+
+/// A way to continue one of the states.
+struct Step {
+    double cost = 0;
+    double faults = 0;
+    std::uint8_t state = 0;
+    std::uint8_t channel = 0;
+};
+
+class Beam
+{
+public:
+    Beam(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &requests,
+         const std::vector<Span> &losses, Order order, std::uint32_t runLength)
+        : m_found(found)
+        , m_requests(requests)
+        , m_losses(losses)
+        , m_order(order)
+        , m_runLength(runLength)
+        , m_count(std::min(requests.size(), maximumChannels))
+    {
+        const int bits = counterBitsOf(codec, found, m_count);
+        const Numbering numbering(codec, bits, isReordered(found));
+        State first;
+        for (Channel &channel : first.channels)
+            channel.numbering = numbering;
+        m_states.push_back(first);
+        for (std::size_t i = 1; i < m_count; ++i)
+            m_haveEqualRates &= requests[i].framesPerSecond == requests[0].framesPerSecond;
+    }
+
+    Links run()
+    {
+        m_choices.resize(m_found.pictures.size());
+        for (std::uint32_t i = 0; i < m_found.pictures.size(); ++i)
+            take(i);
+        return result();
+    }
+
+private:
+    /// For each state kept: which one it comes from, and the channel of the picture.
+    using Choices = std::array<std::uint8_t, beamWidth>;
+    static constexpr std::uint8_t noChannel = 15;
+
+    void take(std::uint32_t index)
+    {
+        const AccessUnit &picture = m_found.pictures[index];
+        const bool isDamageNear = passLosses(picture);
+        m_steps.clear();
+        for (std::uint8_t i = 0; i < m_states.size(); ++i) {
+            for (std::uint8_t channel = 0; channel < m_count; ++channel)
+                m_steps.push_back(stepTo(i, channel, index, isDamageNear));
+            const double noise = picture.isSupported ? cost::supportedNoise : cost::noise;
+            m_steps.push_back({m_states[i].cost + noise, m_states[i].faults + noise, i, noChannel});
+        }
+        const std::size_t kept = std::min(beamWidth, m_steps.size());
+        std::partial_sort(m_steps.begin(), m_steps.begin() + static_cast<std::ptrdiff_t>(kept), m_steps.end(),
+                          [](const Step &a, const Step &b) { return a.cost < b.cost; });
+        m_next.clear();
+        for (std::size_t i = 0; i < kept; ++i) {
+            const Step &step = m_steps[i];
+            m_choices[index][i] = static_cast<std::uint8_t>(step.state << 4U | step.channel);
+            m_next.push_back(m_states[step.state]);
+            m_next.back().cost = step.cost;
+            m_next.back().faults = step.faults;
+            if (step.channel != noChannel)
+                serve(m_next.back(), step.channel, index);
+        }
+        m_states.swap(m_next);
+        m_lastEnd = picture.end;
+    }
+
+    bool passLosses(const AccessUnit &picture)
+    {
+        while (m_nextLoss < m_losses.size() && m_losses[m_nextLoss].offset < picture.offset)
+            m_lastLossEnd = m_losses[m_nextLoss++].end();
+        return m_lastLossEnd != 0 && picture.offset < m_lastLossEnd + damageReach;
+    }
+
+    [[nodiscard]] Step stepTo(std::uint8_t stateIndex, std::uint8_t channelIndex, std::uint32_t index,
+                              bool isDamageNear) const
+    {
+        const State &state = m_states[stateIndex];
+        const AccessUnit &picture = m_found.pictures[index];
+        double faults = headerFaults(state.channels[channelIndex], picture);
+        if (isDamageNear)
+            faults /= 2;
+        faults += identityFaults(state, channelIndex, picture, index);
+        return {state.cost + faults + orderCost(state, channelIndex, picture), state.faults + faults,
+                stateIndex, channelIndex};
+    }
+
+    /// Does the picture's number and kind follow the channel's last picture?
+    [[nodiscard]] static double headerFaults(const Channel &channel, const AccessUnit &picture)
+    {
+        if (!channel.numbering.hasStarted())
+            return 0;
+        const int overdue = channel.inGroup - channel.groupLength;
+        const bool isSure = channel.groupsOfThatLength > 0;
+        if (picture.slice.isSync) {
+            const double off = cost::offGroupPerPicture * std::abs(overdue);
+            return channel.groupLength == 0
+                ? 0
+                : std::min(off, isSure ? cost::mostOffGroup : cost::mostOffUnsureGroup);
+        }
+        const Numbering::Fit fit = channel.numbering.fit(picture.slice);
+        double faults = fit.isRepeated ? cost::repeated : 0;
+        if (fit.ahead != 0)
+            faults += cost::jump + std::min<double>(fit.ahead, cost::mostJump);
+        if (isSure && overdue >= 0)
+            faults += cost::beyondGroup;
+        return faults;
+    }
+
+    /// Is it a picture of this channel at all?
+    [[nodiscard]] double identityFaults(const State &state, std::uint8_t index, const AccessUnit &picture,
+                                        std::uint32_t pictureIndex) const
+    {
+        const Channel &channel = state.channels[index];
+        double faults = 0;
+        if (picture.setsId != 0) {
+            const SetGroup &sets = m_found.sets[picture.setsId - 1U];
+            const ChannelRequest &request = m_requests[index];
+            if (sets.width != 0 && request.width != 0
+                && (sets.width != request.width || sets.height != request.height))
+                faults += cost::otherSize;
+            if (channel.setsId != 0 && channel.setsId != picture.setsId)
+                faults += cost::otherSets;
+        }
+        if (!channel.numbering.hasStarted()) {
+            if (!picture.slice.isSync)
+                faults += cost::begunInGroup;
+            const double others = static_cast<double>(pictureIndex) / static_cast<double>(m_count);
+            return faults + std::min(cost::mostLateBegin, cost::lateBegin * others);
+        }
+        if (channel.pictureSetId != picture.slice.pictureSetId)
+            faults += cost::otherPictureSet;
+        if (channel.sliceCount != picture.sliceCount && !picture.isDamaged)
+            faults += cost::otherSliceCount;
+        return faults;
+    }
+
+    /// Is it the channel's turn?
+    [[nodiscard]] double orderCost(const State &state, std::uint8_t index, const AccessUnit &picture) const
+    {
+        if (m_order == Order::Turns)
+            return cost::turn * static_cast<double>(countEarlier(state, index));
+        const bool isStay = state.last == index;
+        const bool isGap = picture.offset != m_lastEnd;
+        double lag = 0;
+        for (std::size_t i = 0; i < m_count; ++i) {
+            const double ahead = (state.channels[index].seconds - state.channels[i].seconds) * rateOf(index);
+            lag = std::max(lag, std::min(cost::mostLag, cost::lagPerPicture * ahead));
+        }
+        const double turn = isStay ? 0 : 0.3 * static_cast<double>(countEarlier(state, index));
+        if (m_order == Order::Runs)
+            return lag + turn
+                + (isStay ? (isGap ? cost::stayAtGap : 0) : (isGap ? cost::leaveRunAtGap : cost::leaveRun));
+        return lag + turn + runCost(state, isStay);
+    }
+
+    [[nodiscard]] double runCost(const State &state, bool isStay) const
+    {
+        if (isStay)
+            return state.run > m_runLength ? cost::runTooLong
+                : state.run == m_runLength ? cost::runAlmost
+                                           : 0;
+        if (state.last == Links::none || state.run >= m_runLength)
+            return 0;
+        return state.run + 1 == m_runLength ? cost::runAlmost : cost::runTooShort;
+    }
+
+    /// How many other channels wait longer.
+    [[nodiscard]] std::size_t countEarlier(const State &state, std::uint8_t index) const
+    {
+        const Channel &own = state.channels[index];
+        std::size_t count = 0;
+        for (std::size_t i = 0; i < m_count; ++i) {
+            const Channel &other = state.channels[i];
+            if (m_haveEqualRates || own.served == 0 || other.served == 0)
+                count += other.served < own.served || (other.served == own.served && i < index) ? 1U : 0U;
+            else
+                count += dueOf(other, i) + 0.25 / rateOf(index) < dueOf(own, index) ? 1U : 0U;
+        }
+        return count;
+    }
+
+    [[nodiscard]] double rateOf(std::size_t index) const
+    {
+        return m_requests[index].framesPerSecond > 0 ? m_requests[index].framesPerSecond : 30;
+    }
+    [[nodiscard]] double dueOf(const Channel &channel, std::size_t index) const
+    {
+        return channel.seconds + 1 / rateOf(index);
+    }
+
+    void serve(State &state, std::uint8_t index, std::uint32_t pictureIndex) const
+    {
+        Channel &channel = state.channels[index];
+        const AccessUnit &picture = m_found.pictures[pictureIndex];
+        const Numbering::Fit fit = channel.numbering.fit(picture.slice);
+        const double pictures = 1 + std::min<double>(fit.ahead, cost::mostJump);
+        channel.seconds += static_cast<float>(pictures / rateOf(index));
+        keepUp(state, channel, index);
+        channel.served = pictureIndex + 1;
+        if (picture.slice.isSync) {
+            if (channel.numbering.hasStarted())
+                learnGroup(channel);
+            channel.inGroup = 0;
+        }
+        if (channel.inGroup < std::numeric_limits<std::uint16_t>::max())
+            ++channel.inGroup;
+        channel.numbering.advance(picture.slice);
+        channel.pictureSetId = picture.slice.pictureSetId;
+        channel.sliceCount = picture.sliceCount;
+        if (picture.setsId != 0)
+            channel.setsId = picture.setsId;
+        state.run = state.last == index ? state.run + 1 : 1;
+        state.last = index;
+    }
+
+    /// A channel that lost pictures isn't owed them.
+    void keepUp(const State &state, Channel &channel, std::uint8_t index) const
+    {
+        if (m_order != Order::Turns)
+            return;
+        float ahead = 0;
+        for (std::size_t i = 0; i < m_count; ++i)
+            ahead = std::max(ahead, state.channels[i].seconds);
+        channel.seconds = std::max(channel.seconds, ahead - static_cast<float>(1.5 / rateOf(index)));
+    }
+
+    static void learnGroup(Channel &channel)
+    {
+        if (channel.inGroup != channel.groupLength) {
+            channel.groupLength = channel.inGroup;
+            channel.groupsOfThatLength = 0;
+        } else if (channel.groupsOfThatLength < 10) {
+            ++channel.groupsOfThatLength;
+        }
+    }
+
+    [[nodiscard]] Links result() const
+    {
+        Links links;
+        links.channels.resize(m_choices.size());
+        std::size_t state = 0;
+        for (std::size_t i = m_choices.size(); i-- > 0;) {
+            const std::uint8_t choice = m_choices[i][state];
+            const std::uint8_t channel = choice & 0xfU;
+            links.channels[i] = channel == noChannel ? Links::none : channel;
+            state = choice >> 4U;
+        }
+        links.faults = m_states.front().faults;
+        return links;
+    }
+
+    const AccessUnits &m_found;
+    const std::vector<ChannelRequest> &m_requests;
+    const std::vector<Span> &m_losses;
+    Order m_order;
+    std::uint32_t m_runLength;
+    std::size_t m_count;
+    bool m_haveEqualRates = true;
+    std::size_t m_nextLoss = 0;
+    std::uint64_t m_lastLossEnd = 0;
+    std::uint64_t m_lastEnd = 0;
+    std::vector<State> m_states;
+    std::vector<State> m_next;
+    std::vector<Step> m_steps;
+    std::vector<Choices> m_choices;
+};
+
+/// The usual number of pictures that one channel has in a row.
+std::uint32_t usualRun(const std::vector<std::uint8_t> &channels)
+{
+    std::vector<std::uint32_t> runs;
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (i == 0 || channels[i] != channels[i - 1])
+            runs.push_back(0);
+        ++runs.back();
+    }
+    if (runs.empty())
+        return 0;
+    const auto middle = runs.begin() + static_cast<std::ptrdiff_t>(runs.size() / 2);
+    std::nth_element(runs.begin(), middle, runs.end());
+    return *middle;
+}
+
+} // namespace
+
+Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &channels,
+                   const std::vector<Span> &losses)
+{
+    if (channels.empty() || found.pictures.empty())
+        return {std::vector<std::uint8_t>(found.pictures.size(), Links::none), 0};
+    Links best = Beam(codec, found, channels, losses, Order::Turns, 0).run();
+    if (channels.size() == 1 || best.faults == 0)
+        return best;
+    Links runs = Beam(codec, found, channels, losses, Order::Runs, 0).run();
+    const std::uint32_t length = usualRun(runs.channels);
+    if (length > 1) {
+        Links equalRuns = Beam(codec, found, channels, losses, Order::EqualRuns, length).run();
+        if (equalRuns.faults <= runs.faults)
+            runs = std::move(equalRuns);
+    }
+    return runs.faults < best.faults ? runs : best;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "unitsearch.h"
+
+/// What stands between the landmarks.
+struct Remains {
+    Sound sound;
+    std::vector<Span> losses;
+};
+
+/// Tells sound from padding and from what damage left over. AAC in MP4 and PCM have no headers, so sound is
+/// what nothing else claims, told by its beginnings and by how its numbers follow each other. Looks only at
+/// [payload.offset, payload.end()), not into the boxes.
+[[nodiscard]] Remains classifyRemains(Bytes bytes, Span payload, const std::vector<Span> &boxes,
+                                      const Landmarks &landmarks);

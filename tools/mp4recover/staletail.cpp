@@ -1,0 +1,86 @@
+#include "staletail.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::int64_t allowedStepBack = 1; // seconds; the clock may be set while recording
+constexpr std::int64_t allowedStepAhead = 5;
+constexpr double slackBytesPerSecond =
+    20'000; // the slowest recording: a loss of that many bytes takes a second
+
+bool isStep(const Block &from, const Block &to)
+{
+    const std::int64_t step = *to.second - *from.second;
+    const double lost = static_cast<double>(to.offset - from.end()) / slackBytesPerSecond;
+    return step < -allowedStepBack
+        || static_cast<double>(step) > static_cast<double>(allowedStepAhead) + lost;
+}
+
+/// The first block of another time from which no way leads back.
+const Block *firstStale(const std::vector<Block> &blocks, Block::Kind kind, const Block *&lastGood)
+{
+    const Block *first = nullptr;
+    for (const Block &block : blocks) {
+        if (block.kind != kind || !block.second)
+            continue;
+        if (lastGood != nullptr && isStep(*lastGood, block)) {
+            if (first == nullptr)
+                first = &block;
+            continue;
+        }
+        lastGood = &block;
+        first = nullptr;
+    }
+    return first;
+}
+
+bool looksLikeUnit(Bytes bytes, VideoCodec codec, std::uint64_t offset)
+{
+    constexpr std::uint64_t headSize = 32;
+    if (offset + 8 > bytes.size())
+        return false;
+    const std::uint32_t size = bigEndian32(bytes.data() + offset);
+    const Bytes head = bytes.subspan(offset + 4, std::min(bytes.size() - offset - 4, headSize));
+    return size > 8 && size <= maximumUnitSize && kindOf(codec, head.data()) == UnitKind::Slice
+        && sliceStartOf(codec, head).has_value();
+}
+
+} // namespace
+
+std::uint64_t recordingEnd(Bytes bytes, Span payload, const Landmarks &landmarks)
+{
+    const Block *lastGood = nullptr;
+    const Block *stale = firstStale(landmarks.blocks, Block::Kind::Acceleration, lastGood);
+    if (lastGood == nullptr)
+        stale = firstStale(landmarks.blocks, Block::Kind::Position, lastGood);
+    if (stale == nullptr)
+        return payload.end();
+    // A unit that the end of the writing cut through has its header still; its data goes on as something
+    // else.
+    const auto isBefore = [](const FoundUnit &unit, std::uint64_t place) { return unit.offset < place; };
+    auto unit = std::lower_bound(landmarks.units.begin(), landmarks.units.end(), lastGood->end(), isBefore);
+    std::uint64_t end = lastGood->end();
+    std::uint64_t firstGap = 0;
+    for (;; ++unit) {
+        const bool isLast = unit == landmarks.units.end() || unit->offset >= stale->offset;
+        const std::uint64_t next = isLast ? stale->offset : unit->offset;
+        if (next > end) {
+            if (looksLikeUnit(bytes, landmarks.codec, end))
+                return end;
+            if (firstGap == 0)
+                firstGap = end;
+        }
+        if (isLast)
+            return firstGap != 0 ? firstGap : end;
+        end = unit->end();
+    }
+}
+
+void cutOff(Landmarks &landmarks, std::uint64_t end)
+{
+    const auto isBehind = [end](const auto &thing) { return thing.offset >= end; };
+    std::erase_if(landmarks.units, isBehind);
+    std::erase_if(landmarks.soundFrames, isBehind);
+    std::erase_if(landmarks.blocks, isBehind);
+}
