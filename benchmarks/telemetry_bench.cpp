@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <ctime>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QJsonDocument>
-#include <sys/resource.h>
 
 namespace {
 
@@ -29,11 +29,14 @@ template <typename Work> Times timed(Work work)
     return {double(timer.nsecsElapsed()) / 1e9, double(std::clock() - start) / CLOCKS_PER_SEC};
 }
 
+/// Not from getrusage(), whose peak is that of the program which started this one.
 double peakMegabytes()
 {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_maxrss) / 1024;
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray text = status.readAll();
+    return text.mid(text.indexOf("VmHWM:") + 6, 12).trimmed().split(' ').first().toDouble() / 1024;
 }
 
 void scan(const QString &path)

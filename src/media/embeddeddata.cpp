@@ -1,5 +1,7 @@
 #include "embeddeddata.h"
 
+#include "common/log.h"
+#include "common/mappedfile.h"
 #include "common/text.h"
 
 #include <algorithm>
@@ -109,24 +111,42 @@ std::optional<QJsonObject> parseBlock(BlockKind kind, QByteArrayView payload)
     return std::nullopt;
 }
 
+namespace {
+
+QJsonArray recordsIn(const MappedFile &file)
+{
+    std::array<QJsonArray, blockKindCount> recordsOfKind;
+    findBlocks(file, [&](BlockKind kind, std::span<const uchar> payload) {
+        const QByteArrayView bytes(payload.data(), static_cast<qsizetype>(payload.size()));
+        if (const auto record = parseBlock(kind, bytes))
+            recordsOfKind[static_cast<size_t>(kind)].append(*record);
+    });
+    QJsonArray records;
+    for (const QJsonArray &ofKind : recordsOfKind) {
+        for (const auto record : ofKind)
+            records.append(record);
+    }
+    return records;
+}
+
+} // namespace
+
 QJsonArray parseMediaData(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return {QJsonObject{{QStringLiteral("error"), QStringLiteral("Cannot read file")}}};
-    const BlockPlaces places = findBlocks(file);
-    QJsonArray records;
-    for (const BlockKind kind : {BlockKind::DAT, BlockKind::GPS, BlockKind::SHO}) {
-        for (const BlockPlace &place : places.ofKind[static_cast<size_t>(kind)]) {
-            file.seek(place.offset);
-            const QByteArray payload = file.read(place.length);
-            if (payload.size() != place.length)
-                continue;
-            if (const auto record = parseBlock(kind, payload))
-                records.append(*record);
-        }
+    const bool isOpen = file.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    for (int attempts = 3; isOpen && attempts > 0; --attempts) {
+        const auto mapped = MappedFile::ofDescriptor(file.handle());
+        if (!mapped)
+            break;
+        QJsonArray records = recordsIn(*mapped);
+        const bool isWhole = file.size() >= static_cast<qint64>(mapped->bytes().size());
+        if (isWhole && mapped->hasShrunk())
+            logLine({QStringLiteral("[EmbeddedData] some bytes couldn't be read:"), path});
+        if (isWhole)
+            return records;
     }
-    return records;
+    return {QJsonObject{{QStringLiteral("error"), QStringLiteral("Cannot read file")}}};
 }
 
 void parseMediaDataAsync(const QString &path, std::function<void(QJsonArray)> completion)

@@ -1,25 +1,25 @@
 #include "tagscan.h"
 
+#include "common/mappedfile.h"
 #include "common/text.h"
 
 #include <algorithm>
 #include <array>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <optional>
-#include <QFile>
 #include <thread>
-#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
 
 constexpr qint64 headerSize = 8;
 constexpr qint64 tagSize = 3;
-constexpr qint64 pieceSize = 1 << 20; // bounds the candidates that a hostile piece can give
-constexpr qint64 readSize =
-    128 << 10; // stays in the second-level cache, so that searching costs little beside reading
-constexpr size_t threadCount = 2;
-constexpr size_t piecesOfABatch = 4 * threadCount;
+constexpr size_t pieceSize = 1 << 20;
+constexpr unsigned threadCount = 2; // more don't make the memory faster
+constexpr size_t piecesAtOnce = 4; // with their size, what bounds the candidates of a hostile file
 
 /// A tag with the number behind it; no number if those 5 characters are none, or if the file ends before
 /// them.
@@ -27,13 +27,6 @@ struct Candidate {
     qint64 offset = 0;
     BlockKind kind = BlockKind::DAT;
     std::optional<qint32> length;
-};
-
-struct Piece {
-    qint64 begin = 0;
-    qint64 end = 0;
-    bool isShort = false; ///< the file ended within
-    std::vector<Candidate> candidates;
 };
 
 std::optional<BlockKind> kindAt(const uchar *bytes)
@@ -67,21 +60,27 @@ std::optional<qint32> lengthAt(const uchar *bytes)
 using Lanes = uchar __attribute__((vector_size(32)));
 constexpr qint64 lanesAtOnce = 4 * qint64{sizeof(Lanes)};
 
-/// Whether a tag may begin at one of the next positions; looks 2 bytes beyond them. The letters of different
-/// tags may be mixed: kindAt() has the last word.
-[[gnu::always_inline]] inline bool mayHoldTag(const uchar *bytes)
+/// Whether at one of the next positions the first and the last letter of a tag stand, or with isExact, all
+/// three; looks 2 bytes beyond the positions.
+template <bool isExact> [[gnu::always_inline]] inline bool mayHoldTag(const uchar *bytes)
 {
     Lanes hits{};
     for (qint64 i = 0; i < lanesAtOnce; i += qint64{sizeof(Lanes)}) {
         Lanes first;
-        Lanes second;
-        Lanes third;
+        Lanes last;
         std::memcpy(&first, bytes + i, sizeof first);
-        std::memcpy(&second, bytes + i + 1, sizeof second);
-        std::memcpy(&third, bytes + i + 2, sizeof third);
-        hits |= Lanes(((first == 'D') | (first == 'G') | (first == 'S'))
-                      & ((second == 'A') | (second == 'P') | (second == 'H'))
-                      & ((third == 'T') | (third == 'S') | (third == 'O')));
+        std::memcpy(&last, bytes + i + 2, sizeof last);
+        Lanes dat = Lanes((first == 'D') & (last == 'T'));
+        Lanes gps = Lanes((first == 'G') & (last == 'S'));
+        Lanes sho = Lanes((first == 'S') & (last == 'O'));
+        if constexpr (isExact) {
+            Lanes second;
+            std::memcpy(&second, bytes + i + 1, sizeof second);
+            dat &= Lanes(second == 'A');
+            gps &= Lanes(second == 'P');
+            sho &= Lanes(second == 'H');
+        }
+        hits |= dat | gps | sho;
     }
     std::array<quint64, 4> words;
     static_assert(sizeof words == sizeof hits);
@@ -89,143 +88,129 @@ constexpr qint64 lanesAtOnce = 4 * qint64{sizeof(Lanes)};
     return (words[0] | words[1] | words[2] | words[3]) != 0;
 }
 
-/// Where a tag may begin, at or behind the position and before the limit; the limit if nowhere.
-FOR_EACH_PROCESSOR qint64 nextSuspect(const uchar *bytes, qint64 at, qint64 limit)
+/// The first of the positions among which a tag begins, at or behind the position and before the limit; else
+/// the last ones, which are too few for a look at once.
+FOR_EACH_PROCESSOR qint64 nextTags(const uchar *bytes, qint64 at, qint64 limit)
 {
-    while (at + lanesAtOnce <= limit && !mayHoldTag(bytes + at))
+    while (at + lanesAtOnce <= limit && !(mayHoldTag<false>(bytes + at) && mayHoldTag<true>(bytes + at)))
         at += lanesAtOnce;
     return at;
 }
 
-void addCandidate(const uchar *bytes, qint64 size, qint64 at, qint64 fileOffset,
-                  std::vector<Candidate> &candidates)
+/// Tags that begin in one piece of the bytes.
+std::vector<Candidate> search(std::span<const uchar> bytes, size_t piece)
 {
-    const auto kind = kindAt(bytes + at);
-    if (!kind)
-        return;
-    const auto length = at + headerSize <= size ? lengthAt(bytes + at + tagSize) : std::nullopt;
-    candidates.push_back({fileOffset + at, *kind, length});
-}
-
-/// Candidates that begin in the first count bytes of size many.
-void search(const uchar *bytes, qint64 count, qint64 size, qint64 fileOffset,
-            std::vector<Candidate> &candidates)
-{
-    const qint64 limit = std::min(count, size - (tagSize - 1));
-    qint64 at = 0;
-    while ((at = nextSuspect(bytes, at, limit)) + lanesAtOnce <= limit) {
-        for (qint64 lane = 0; lane < lanesAtOnce; ++lane)
-            addCandidate(bytes, size, at + lane, fileOffset, candidates);
-        at += lanesAtOnce;
+    std::vector<Candidate> candidates;
+    const auto size = static_cast<qint64>(bytes.size());
+    const auto addIfTag = [&](qint64 at) {
+        const auto kind = kindAt(bytes.data() + at);
+        if (!kind)
+            return;
+        const auto length = at + headerSize <= size ? lengthAt(bytes.data() + at + tagSize) : std::nullopt;
+        candidates.push_back({at, *kind, length});
+    };
+    auto at = static_cast<qint64>(piece * pieceSize);
+    const qint64 limit = std::min(at + qint64{pieceSize}, size - (tagSize - 1));
+    while ((at = nextTags(bytes.data(), at, limit)) + lanesAtOnce <= limit) {
+        for (const qint64 end = at + lanesAtOnce; at < end; ++at)
+            addIfTag(at);
     }
     for (; at < limit; ++at)
-        addCandidate(bytes, size, at, fileOffset, candidates);
+        addIfTag(at);
+    return candidates;
 }
 
-qint64 readAt(int descriptor, uchar *target, qint64 size, qint64 offset)
-{
-    qint64 done = 0;
-    while (done < size) {
-        const ssize_t count =
-            pread(descriptor, target + done, static_cast<size_t>(size - done), offset + done);
-        if (count <= 0)
-            break;
-        done += count;
-    }
-    return done;
-}
-
-void searchPiece(int descriptor, Piece &piece)
-{
-    thread_local std::vector<uchar> buffer(readSize + headerSize);
-    for (qint64 offset = piece.begin; offset < piece.end; offset += readSize) {
-        const qint64 wanted = std::min(readSize, piece.end - offset);
-        // The header of a tag at the very end reaches into what the next turn reads.
-        const qint64 got = readAt(descriptor, buffer.data(), wanted + headerSize - 1, offset);
-        search(buffer.data(), std::min(wanted, got), got, offset, piece.candidates);
-        if (got < wanted) {
-            piece.isShort = true;
-            return;
-        }
-    }
-}
-
-std::vector<Piece> nextBatch(qint64 begin, qint64 size)
-{
-    std::vector<Piece> batch;
-    for (; begin < size && batch.size() < piecesOfABatch; begin += pieceSize)
-        batch.push_back({.begin = begin, .end = std::min(begin + pieceSize, size), .candidates = {}});
-    return batch;
-}
-
-void searchBatch(int descriptor, std::vector<Piece> &batch)
-{
-    const auto searchEachNth = [&](size_t first) {
-        for (size_t i = first; i < batch.size(); i += threadCount)
-            searchPiece(descriptor, batch[i]);
-    };
-    if (batch.size() == 1)
-        return searchEachNth(0);
-    std::array<std::jthread, threadCount> threads;
-    for (size_t first = 0; first < threadCount; ++first)
-        threads[first] = std::jthread(searchEachNth, first);
-}
-
-/// Takes the candidates of one kind in file order and keeps those that are blocks.
+/// Takes the candidates of one kind in file order and tells which are blocks.
 class BlockSearch
 {
 public:
-    void take(const Candidate &candidate, qint64 fileSize)
+    /// The payload's length, none if the candidate is no block.
+    std::optional<qint64> take(const Candidate &candidate, qint64 fileSize)
     {
         if (m_isOver || candidate.offset < m_position)
-            return;
+            return std::nullopt;
         const qint64 payload = candidate.offset + headerSize;
-        if (payload > fileSize) {
-            m_isOver = true;
-            return;
-        }
-        if (!candidate.length) {
-            m_position = payload;
-            return;
-        }
-        const qint64 end = payload + *candidate.length;
-        if (end > fileSize || m_places.size() == maximumBlocksOfAKind) {
-            m_isOver = true;
-            return;
-        }
-        m_places.append({payload, *candidate.length});
+        const qint64 end = payload + candidate.length.value_or(0);
+        m_isOver = end > fileSize || m_count == maximumBlocksOfAKind;
+        if (m_isOver)
+            return std::nullopt;
         m_position = end;
+        if (candidate.length)
+            ++m_count;
+        return candidate.length;
     }
-    [[nodiscard]] QList<BlockPlace> takePlaces() { return std::move(m_places); }
 
 private:
     qint64 m_position = 0;
+    qsizetype m_count = 0;
     bool m_isOver = false;
-    QList<BlockPlace> m_places;
+};
+
+/// The pieces of a file, searched by several threads and taken in their order.
+class FileSearch
+{
+public:
+    FileSearch(const MappedFile &file, const BlockHandler &handler)
+        : m_file(file)
+        , m_bytes(file.bytes())
+        , m_pieceCount((m_bytes.size() + pieceSize - 1) / pieceSize)
+        , m_handler(handler)
+    {
+    }
+    void run()
+    {
+        std::vector<std::jthread> helpers;
+        while (helpers.size() + 1 < std::min<size_t>(threadCount, m_pieceCount))
+            helpers.emplace_back([this] { searchPieces(); });
+        searchPieces();
+    }
+
+private:
+    void searchPieces()
+    {
+        std::unique_lock lock(m_mutex);
+        while (true) {
+            m_wasTaken.wait(lock,
+                            [this] { return m_next < m_taken + piecesAtOnce || m_next == m_pieceCount; });
+            if (m_next == m_pieceCount)
+                return;
+            const size_t piece = m_next++;
+            lock.unlock();
+            std::vector<Candidate> candidates = search(m_bytes, piece);
+            lock.lock();
+            m_found[piece % piecesAtOnce] = std::move(candidates);
+            takePieces();
+        }
+    }
+    /// All that are next in the file's order.
+    void takePieces()
+    {
+        while (auto found = std::exchange(m_found[m_taken % piecesAtOnce], std::nullopt)) {
+            for (const Candidate &candidate : *found) {
+                BlockSearch &blocks = m_searches[static_cast<size_t>(candidate.kind)];
+                if (const auto length = blocks.take(candidate, static_cast<qint64>(m_bytes.size())))
+                    m_handler(candidate.kind,
+                              m_bytes.subspan(static_cast<size_t>(candidate.offset + headerSize),
+                                              static_cast<size_t>(*length)));
+            }
+            m_file.release(m_taken * pieceSize, pieceSize);
+            ++m_taken;
+        }
+        m_wasTaken.notify_all();
+    }
+
+    const MappedFile &m_file;
+    const std::span<const uchar> m_bytes;
+    const size_t m_pieceCount;
+    const BlockHandler &m_handler;
+    std::mutex m_mutex; // guards all that follows
+    std::condition_variable m_wasTaken;
+    size_t m_next = 0; // to be searched
+    size_t m_taken = 0;
+    std::array<std::optional<std::vector<Candidate>>, piecesAtOnce> m_found;
+    std::array<BlockSearch, blockKindCount> m_searches;
 };
 
 } // namespace
 
-BlockPlaces findBlocks(QFile &file)
-{
-    const qint64 size = file.size();
-    std::array<BlockSearch, blockKindCount> searches;
-    qint64 position = 0;
-    while (position < size) {
-        std::vector<Piece> batch = nextBatch(position, size);
-        searchBatch(file.handle(), batch);
-        for (const Piece &piece : batch) {
-            for (const Candidate &candidate : piece.candidates)
-                searches[static_cast<size_t>(candidate.kind)].take(candidate, size);
-            if (piece.isShort)
-                break;
-        }
-        position = batch.back().end;
-        if (std::any_of(batch.begin(), batch.end(), [](const Piece &piece) { return piece.isShort; }))
-            break;
-    }
-    BlockPlaces places;
-    for (size_t kind = 0; kind < searches.size(); ++kind)
-        places.ofKind[kind] = searches[kind].takePlaces();
-    return places;
-}
+void findBlocks(const MappedFile &file, const BlockHandler &handler) { FileSearch(file, handler).run(); }

@@ -1,9 +1,10 @@
+#include "common/mappedfile.h"
 #include "media/embeddeddata.h"
 #include "media/mediadata.h"
 
+#include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <QFile>
 #include <QJsonDocument>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -16,20 +17,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     if (ftruncate(descriptor, 0) != 0 || pwrite(descriptor, bytes, size, 0) != static_cast<ssize_t>(size))
         std::abort();
     const QString path = QStringLiteral("/proc/self/fd/%1").arg(descriptor);
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    const auto file = MappedFile::ofDescriptor(descriptor);
+    if (!file)
         std::abort();
-    const BlockPlaces places = findBlocks(file);
-    for (const auto &ofKind : places.ofKind) {
-        qint64 end = 0;
-        for (const BlockPlace &place : ofKind) {
-            if (place.length < 0 || place.offset < end + 8)
-                std::abort();
-            end = place.offset + place.length;
-        }
-        if (end > static_cast<qint64>(size))
+    const std::uint8_t *const begin = file->bytes().data();
+    std::array<const std::uint8_t *, blockKindCount> ends{begin, begin, begin};
+    findBlocks(*file, [&](BlockKind kind, std::span<const uchar> payload) {
+        const std::uint8_t *&end = ends[static_cast<std::size_t>(kind)];
+        if (payload.data() < end + 8)
             std::abort();
-    }
+        end = payload.data() + payload.size();
+        if (end > begin + size)
+            std::abort();
+    });
     const QJsonArray records = parseMediaData(path);
     if (decodeMediaData(QJsonDocument(records).toJson()).records.value_or(QList<MediaData>()).size()
         != records.size())
