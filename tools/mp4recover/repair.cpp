@@ -1,0 +1,173 @@
+#include "repair.h"
+
+#include "decoderconfig.h"
+#include "failure.h"
+#include "mp4writer.h"
+#include "outputfile.h"
+#include "pictureorder.h"
+#include "setschoice.h"
+#include "sound.h"
+#include "soundformat.h"
+#include "timing.h"
+
+#include <algorithm>
+#include <future>
+#include <list>
+#include <optional>
+
+namespace {
+
+/// A channel on its way to its track.
+struct Plan {
+    const Channel *channel = nullptr;
+    ChosenSets sets;
+    VideoTimes times;
+};
+
+ChosenSets setsFor(Bytes source, const Findings &findings, const Channel &channel)
+{
+    return chooseRecordedSets(channel, usedPictureSets(source, findings.units, channel));
+}
+
+VideoTimes timesFor(Bytes source, const Findings &findings, const Plan &plan, const ClockLine &clock)
+{
+    const Channel &channel = *plan.channel;
+    if (!channel.times.empty() && channel.times.size() == channel.pictures.size() && channel.timescale > 0)
+        return timesOfIndex(channel);
+    const RateHints hints{plan.sets.framesPerSecond, channel.request ? channel.request->framesPerSecond : 0};
+    const std::vector<H264Sequence> &sequences = plan.sets.read.h264Sequences;
+    return timePictures(channel, findings.units, clock, hints,
+                        displayOrder(source, findings.units, channel, plan.sets.read),
+                        sequences.empty() ? 0 : sequences.front().log2MaxFrameNum);
+}
+
+std::size_t tracksNeeded(const Findings &findings)
+{
+    std::size_t count = findings.channels.size();
+    while (count > 0 && findings.channels[count - 1].pictures.empty())
+        --count;
+    return count;
+}
+
+/// Without telemetry the pictures are the clock.
+ClockLine clockOfPictures(const std::vector<Plan> &plans, const std::vector<Unit> &units)
+{
+    std::vector<ClockMark> marks;
+    for (const Plan &plan : plans) {
+        if (plan.times.decode.size() < 2 || !marks.empty())
+            continue;
+        for (std::size_t i = 0; i < plan.times.decode.size(); ++i)
+            marks.push_back({units[plan.channel->pictures[i].firstUnit].offset,
+                             double(plan.times.decode[i]) / plan.times.timescale});
+    }
+    return ClockLine(marks);
+}
+
+std::vector<Plan> planChannels(Bytes source, const Findings &findings, const ClockLine &clock)
+{
+    std::vector<Plan> plans;
+    const std::size_t count = tracksNeeded(findings);
+    for (std::size_t i = 0; i < count; ++i) {
+        Plan plan{&findings.channels[i], setsFor(source, findings, findings.channels[i]), {}};
+        plan.times = timesFor(source, findings, plan, clock);
+        plans.push_back(std::move(plan));
+    }
+    std::vector<VideoTimes> times;
+    for (Plan &plan : plans)
+        times.push_back(std::move(plan.times));
+    alignStarts(times);
+    for (std::size_t i = 0; i < plans.size(); ++i)
+        plans[i].times = std::move(times[i]);
+    return plans;
+}
+
+double startOf(const std::vector<Plan> &plans)
+{
+    std::optional<double> start;
+    for (const Plan &plan : plans)
+        if (!plan.times.decode.empty())
+            start = std::min(start.value_or(plan.times.startSeconds), plan.times.startSeconds);
+    return start.value_or(0);
+}
+
+std::vector<VideoTrack> tracksOf(std::vector<Plan> &plans)
+{
+    std::vector<VideoTrack> tracks;
+    for (Plan &plan : plans) {
+        if (plan.channel->pictures.empty() || plan.sets.origin == ChosenSets::Origin::None)
+            continue;
+        VideoTrack track;
+        track.channel = plan.channel;
+        track.width = plan.sets.width;
+        track.height = plan.sets.height;
+        track.configuration = decoderConfiguration(plan.channel->codec, plan.sets.units);
+        track.times = std::move(plan.times);
+        track.isSetKept = [codec = plan.channel->codec, &sets = plan.sets](UnitBytes set) {
+            return agrees(codec, set, sets);
+        };
+        tracks.push_back(std::move(track));
+    }
+    return tracks;
+}
+
+ChannelReport reportOf(const VideoTrack &track)
+{
+    ChannelReport report{track.channel->pictures.size(), 0};
+    const VideoTimes &times = track.times;
+    if (!track.channel->times.empty() || times.lastDuration <= 0)
+        return report;
+    for (std::size_t i = 1; i < times.decode.size(); ++i)
+        report.lost += (times.decode[i] - times.decode[i - 1]) / times.lastDuration - 1;
+    return report;
+}
+
+} // namespace
+
+std::string soundPathFor(const std::string &target)
+{
+    const std::size_t folder = target.rfind('/');
+    const std::size_t dot = target.rfind('.');
+    const std::size_t nameStart = folder == std::string::npos ? 0 : folder + 1;
+    const bool hasExtension = dot != std::string::npos && dot > nameStart;
+    return target.substr(0, hasExtension ? dot : target.size()) + ".mp3";
+}
+
+RepairReport repair(Bytes source, const Findings &findings, const std::string &target,
+                    const std::function<void(double)> &progress)
+{
+    const ClockLine blocks(findings.clock);
+    std::vector<Plan> plans = planChannels(source, findings, blocks);
+    const double start = blocks.isUsable() ? startOf(plans) : 0;
+    const ClockLine clock = blocks.isUsable() ? blocks : clockOfPictures(plans, findings.units);
+    const std::vector<VideoTrack> tracks = tracksOf(plans);
+    if (tracks.empty())
+        throw Failure(ExitStatus::NothingFound, "no frame was found");
+
+    std::optional<OutputFile> soundFile;
+    std::future<SoundResult> sounding;
+    OutputFile pictureFile(target);
+    if (const SoundFormat format = soundFormatOf(source, findings.sound, clock);
+        format.kind != SoundKind::None) {
+        soundFile.emplace(soundPathFor(target));
+        sounding = std::async(std::launch::async, [&, format] {
+            const SoundResult result =
+                writeSound(*soundFile, source, findings.sound, format, clock, findings.losses, start);
+            soundFile->finish();
+            return result;
+        });
+    }
+    writeMp4(pictureFile, source, findings.units, tracks, progress);
+    pictureFile.finish();
+    RepairReport report;
+    for (const VideoTrack &track : tracks)
+        report.channels.push_back(reportOf(track));
+    if (sounding.valid()) {
+        const SoundResult result = sounding.get();
+        report.soundSeconds = result.seconds;
+        report.silentSeconds = result.silentSeconds;
+        if (result.seconds > 0)
+            soundFile->publish();
+    }
+    pictureFile.publish();
+    return report;
+}

@@ -1,0 +1,287 @@
+#include "sound.h"
+
+#include "mp3writer.h"
+#include "silence.h"
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <new>
+
+namespace {
+
+/// Decoded or passed through: what stands for one stretch until it is clear how much silence comes before it.
+struct Pending {
+    SilenceJudge::Piece piece;
+    std::vector<FramePtr> frames; ///< none for MPEG audio
+};
+
+template <typename Object> Object *existing(Object *object)
+{
+    if (!object)
+        throw std::bad_alloc();
+    return object;
+}
+
+/// Turns stretches into frames of samples.
+class StretchDecoder
+{
+public:
+    explicit StretchDecoder(const SoundFormat &format)
+        : m_format(format)
+        , m_packet(existing(av_packet_alloc()))
+        , m_frame(existing(av_frame_alloc()))
+    {
+        if (format.kind == SoundKind::Aac)
+            m_decoder.reset(existing(openAacDecoder(format.sampleRateHz, format.channelCount).release()));
+    }
+
+    /// False where something in the stretch made no sense.
+    bool decode(Bytes stretch, std::vector<FramePtr> &frames)
+    {
+        if (m_format.kind == SoundKind::Pcm16) {
+            decodePcm(stretch, frames);
+            return true;
+        }
+        return decodeStretch(m_decoder.get(), m_packet.get(), m_frame.get(), stretch,
+                             [&frames](AVFrame *decoded) {
+                                 FramePtr copy(existing(av_frame_alloc()));
+                                 av_frame_move_ref(copy.get(), decoded);
+                                 frames.push_back(std::move(copy));
+                             });
+    }
+
+private:
+    void decodePcm(Bytes stretch, std::vector<FramePtr> &frames)
+    {
+        stretch = stretch.subspan(std::min(stretch.size(), pcmMisalignment(stretch, m_format.isBigEndian)));
+        constexpr std::size_t mostSamples = 1 << 16;
+        const std::size_t step = 2 * static_cast<std::size_t>(m_format.channelCount);
+        for (std::size_t left = stretch.size() / step; left > 0;) {
+            const std::size_t count = std::min(left, mostSamples);
+            FramePtr frame(existing(av_frame_alloc()));
+            frame->format = AV_SAMPLE_FMT_S16;
+            frame->sample_rate = m_format.sampleRateHz;
+            av_channel_layout_default(&frame->ch_layout, m_format.channelCount);
+            frame->nb_samples = static_cast<int>(count);
+            if (av_frame_get_buffer(frame.get(), 0) < 0)
+                throw std::bad_alloc();
+            auto *samples = reinterpret_cast<std::int16_t *>(frame->data[0]);
+            for (std::size_t i = 0; i < count * step; i += 2)
+                *samples++ = m_format.isBigEndian
+                    ? static_cast<std::int16_t>(stretch[i] << 8 | stretch[i + 1])
+                    : static_cast<std::int16_t>(stretch[i + 1] << 8 | stretch[i]);
+            stretch = stretch.subspan(count * step);
+            frames.push_back(std::move(frame));
+            left -= count;
+        }
+    }
+
+    SoundFormat m_format;
+    CodecPtr m_decoder;
+    PacketPtr m_packet;
+    FramePtr m_frame;
+};
+
+/// Where what is ready goes.
+class Sink
+{
+public:
+    virtual ~Sink() = default;
+    virtual void silence(std::int64_t samples) = 0;
+    virtual void write(const Pending &pending) = 0;
+    virtual void finish() = 0;
+};
+
+class EncodingSink : public Sink
+{
+public:
+    EncodingSink(OutputFile &target, const SoundFormat &format)
+        : m_rate(format.sampleRateHz)
+        , m_encoder(target, nearestMp3Rate(format.sampleRateHz), std::min(format.channelCount, 2))
+    {
+    }
+    void silence(std::int64_t samples) override
+    {
+        m_encoder.addSilence(av_rescale(samples, nearestMp3Rate(m_rate), m_rate));
+    }
+    void write(const Pending &pending) override
+    {
+        for (const FramePtr &frame : pending.frames)
+            m_encoder.add(frame.get());
+    }
+    void finish() override { m_encoder.finish(); }
+
+private:
+    int m_rate;
+    Mp3Encoder m_encoder;
+};
+
+/// Calls `take` with each MPEG audio frame of a stretch.
+template <typename Take> void splitMp3(Bytes stretch, Take take)
+{
+    for (std::size_t at = 0; at < stretch.size();) {
+        const Mp3Header header = mp3HeaderAt(stretch, at);
+        const auto size = static_cast<std::size_t>(header.size);
+        if (size == 0 || size > stretch.size() - at) {
+            ++at;
+            continue;
+        }
+        take(stretch.subspan(at, size), header);
+        at += size;
+    }
+}
+
+class PassingSink : public Sink
+{
+public:
+    PassingSink(OutputFile &target, Bytes bytes, const SoundFormat &format)
+        : m_bytes(bytes)
+        , m_packet(existing(av_packet_alloc()))
+    {
+        AVCodecParameters *parameters = existing(avcodec_parameters_alloc());
+        parameters->codec_type = AVMEDIA_TYPE_AUDIO;
+        parameters->codec_id = AV_CODEC_ID_MP3;
+        parameters->sample_rate = format.sampleRateHz;
+        av_channel_layout_default(&parameters->ch_layout, format.channelCount);
+        const std::unique_ptr<AVCodecParameters, void (*)(AVCodecParameters *)> owner(
+            parameters, [](AVCodecParameters *object) { avcodec_parameters_free(&object); });
+        m_muxer = std::make_unique<Mp3Muxer>(target, parameters);
+    }
+    /// Whole frames of silence: a header like the others', and nothing but zeros behind it.
+    void silence(std::int64_t samples) override { m_owedSilence += samples; }
+    void write(const Pending &pending) override
+    {
+        splitMp3(m_bytes.subspan(pending.piece.stretch.offset, pending.piece.stretch.size),
+                 [this](Bytes frame, const Mp3Header &header) {
+                     writeSilence(frame, header);
+                     put(frame, header.samples);
+                 });
+    }
+    void finish() override { m_muxer->finish(); }
+
+private:
+    void writeSilence(Bytes example, const Mp3Header &header)
+    {
+        if (m_owedSilence < header.samples)
+            return;
+        std::vector<std::uint8_t> silent(example.begin(), example.begin() + 4);
+        silent[1] |= 1; // no checksum
+        silent.resize(example.size());
+        for (; m_owedSilence >= header.samples; m_owedSilence -= header.samples)
+            put(silent, header.samples);
+    }
+    void put(Bytes frame, int samples)
+    {
+        m_packet->data = const_cast<std::uint8_t *>(frame.data());
+        m_packet->size = static_cast<int>(frame.size());
+        m_packet->pts = m_packet->dts = m_position;
+        m_packet->duration = samples;
+        m_packet->flags = AV_PKT_FLAG_KEY;
+        m_muxer->write(m_packet.get());
+        m_position += samples;
+    }
+
+    Bytes m_bytes;
+    std::unique_ptr<Mp3Muxer> m_muxer;
+    PacketPtr m_packet;
+    std::int64_t m_position = 0;
+    std::int64_t m_owedSilence = 0;
+};
+
+class SoundWriter
+{
+public:
+    SoundWriter(Bytes bytes, const SoundFormat &format, const ClockLine &clock,
+                const std::vector<Span> &losses, double startSeconds, Sink &sink)
+        : m_bytes(bytes)
+        , m_format(format)
+        , m_losses(losses)
+        , m_judge(clock, format.sampleRateHz, startSeconds)
+        , m_sink(sink)
+    {
+        if (format.kind != SoundKind::Mp3)
+            m_decoder = std::make_unique<StretchDecoder>(format);
+    }
+
+    SoundResult writeAll(const std::vector<Span> &stretches)
+    {
+        std::uint64_t end = stretches.empty() ? 0 : stretches.front().offset;
+        bool wasFaulty = false;
+        for (const Span &stretch : stretches) {
+            Pending pending{{stretch, 0}, {}};
+            const bool isFaulty = !decode(pending);
+            const bool isAfterLoss = wasFaulty || isLossBetween(end, stretch.offset);
+            wasFaulty = isFaulty;
+            end = stretch.end();
+            if (isAfterLoss && !m_waiting.empty())
+                flush(); // silence goes before the first piece of a window
+            m_judge.add(pending.piece, isAfterLoss);
+            m_waiting.push_back(std::move(pending));
+            if (m_judge.isReady())
+                flush();
+        }
+        flush();
+        m_sink.finish();
+        return m_result;
+    }
+
+private:
+    bool decode(Pending &pending)
+    {
+        const Bytes stretch = m_bytes.subspan(pending.piece.stretch.offset, pending.piece.stretch.size);
+        bool isGood = true;
+        if (m_decoder)
+            isGood = m_decoder->decode(stretch, pending.frames);
+        else
+            splitMp3(stretch,
+                     [&pending](Bytes, const Mp3Header &header) { pending.piece.samples += header.samples; });
+        for (const FramePtr &frame : pending.frames)
+            pending.piece.samples += frame->nb_samples;
+        return isGood;
+    }
+
+    [[nodiscard]] bool isLossBetween(std::uint64_t begin, std::uint64_t end)
+    {
+        while (m_nextLoss < m_losses.size() && m_losses[m_nextLoss].end() <= begin)
+            ++m_nextLoss;
+        return m_nextLoss < m_losses.size() && m_losses[m_nextLoss].offset < end;
+    }
+
+    void flush()
+    {
+        const std::int64_t silence = m_judge.close();
+        m_result.silentSeconds += double(silence) / m_format.sampleRateHz;
+        if (silence > 0)
+            m_sink.silence(silence);
+        m_result.seconds += double(silence) / m_format.sampleRateHz;
+        for (const Pending &pending : m_waiting) {
+            m_sink.write(pending);
+            m_result.seconds += double(pending.piece.samples) / m_format.sampleRateHz;
+        }
+        m_waiting.clear();
+    }
+
+    Bytes m_bytes;
+    SoundFormat m_format;
+    const std::vector<Span> &m_losses;
+    std::size_t m_nextLoss = 0;
+    SilenceJudge m_judge;
+    Sink &m_sink;
+    std::unique_ptr<StretchDecoder> m_decoder;
+    std::vector<Pending> m_waiting;
+    SoundResult m_result;
+};
+
+} // namespace
+
+SoundResult writeSound(OutputFile &target, Bytes bytes, const Sound &sound, const SoundFormat &format,
+                       const ClockLine &clock, const std::vector<Span> &losses, double startSeconds)
+{
+    std::unique_ptr<Sink> sink;
+    if (format.kind == SoundKind::Mp3)
+        sink = std::make_unique<PassingSink>(target, bytes, format);
+    else
+        sink = std::make_unique<EncodingSink>(target, format);
+    return SoundWriter(bytes, format, clock, losses, startSeconds, *sink).writeAll(sound.stretches);
+}

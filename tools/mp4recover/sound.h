@@ -1,0 +1,22 @@
+#pragma once
+
+#include "bytes.h"
+#include "findings.h"
+#include "soundformat.h"
+#include "timing.h"
+
+#include <cstdint>
+#include <vector>
+
+class OutputFile;
+
+struct SoundResult {
+    double seconds = 0; ///< with silence
+    double silentSeconds = 0; ///< put in for what is lost
+};
+
+/// Writes the sound as MP3: MPEG audio as it is, all else coded anew. Silence stands for what is lost.
+/// `losses` in file order; `startSeconds`: what the clock shows when the picture begins. Throws Failure.
+[[nodiscard]] SoundResult writeSound(OutputFile &target, Bytes bytes, const Sound &sound,
+                                     const SoundFormat &format, const ClockLine &clock,
+                                     const std::vector<Span> &losses, double startSeconds);

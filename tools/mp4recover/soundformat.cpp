@@ -1,0 +1,321 @@
+#include "soundformat.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <span>
+
+namespace {
+
+constexpr std::array aacRates{96000, 88200, 64000, 48000, 44100, 32000,
+                              24000, 22050, 16000, 12000, 11025, 8000};
+constexpr std::array soundRates{8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
+
+double ratio(double a, double b) { return a > b ? a / std::max(b, 1e-9) : b / std::max(a, 1e-9); }
+
+int nearestRate(double rate)
+{
+    return *std::min_element(soundRates.begin(), soundRates.end(),
+                             [rate](int a, int b) { return ratio(a, rate) < ratio(b, rate); });
+}
+
+std::uint64_t totalBytes(const Sound &sound)
+{
+    std::uint64_t total = 0;
+    for (const Span &stretch : sound.stretches)
+        total += stretch.size;
+    return total;
+}
+
+/// How fast something grows by the clock, as the slope of the line through all readings: at a single place
+/// the clock is good to some tenths of a second only.
+class Growth
+{
+public:
+    explicit Growth(const ClockLine &clock)
+        : m_clock(clock)
+    {
+    }
+    /// So much there was before the byte at `offset`.
+    void add(std::uint64_t offset, double amount)
+    {
+        if (!m_clock.isUsable() || offset < m_clock.marks().front().offset
+            || offset > m_clock.marks().back().offset)
+            return;
+        m_points.push_back({m_clock.at(offset), amount});
+    }
+    /// 0: not known
+    [[nodiscard]] double perSecond() const
+    {
+        if (m_points.size() < 4)
+            return 0;
+        double seconds = 0;
+        double amount = 0;
+        for (const Point &point : m_points) {
+            seconds += point.seconds / double(m_points.size());
+            amount += point.amount / double(m_points.size());
+        }
+        double squares = 0;
+        double products = 0;
+        for (const Point &point : m_points) {
+            squares += (point.seconds - seconds) * (point.seconds - seconds);
+            products += (point.seconds - seconds) * (point.amount - amount);
+        }
+        return squares > 0.01 ? std::max(0.0, products / squares) : 0;
+    }
+
+private:
+    struct Point {
+        double seconds;
+        double amount;
+    };
+    const ClockLine &m_clock;
+    std::vector<Point> m_points;
+};
+
+double bytesPerSecond(const Sound &sound, const ClockLine &clock)
+{
+    Growth growth(clock);
+    double bytes = 0;
+    for (const Span &stretch : sound.stretches) {
+        growth.add(stretch.offset, bytes);
+        bytes += double(stretch.size);
+    }
+    return growth.perSecond();
+}
+
+Bytes bytesOf(Bytes bytes, const Span &stretch) { return bytes.subspan(stretch.offset, stretch.size); }
+
+/// The element that a raw AAC frame begins with: 0 single channel, 1 pair.
+int aacChannels(Bytes bytes, const Sound &sound)
+{
+    std::size_t pairs = 0;
+    std::size_t singles = 0;
+    for (const Span &stretch : sound.stretches) {
+        const unsigned element = stretch.size > 0 ? bytes[stretch.offset] >> 5U : 7;
+        pairs += element == 1 ? 1 : 0;
+        singles += element == 0 ? 1 : 0;
+    }
+    return pairs > singles ? 2 : 1;
+}
+
+/// How the decoder gets along with stretches from the first on.
+struct AacTrial {
+    int rate = 0;
+    std::size_t faults = 0;
+    double samplesPerSecond = 0; ///< by the clock; 0: not known
+    bool hasSamples = false;
+};
+
+AacTrial tryAac(Bytes bytes, const Sound &sound, const ClockLine &clock, int rate, int channels,
+                std::size_t stretches)
+{
+    AacTrial trial{rate, 0, 0, false};
+    const CodecPtr decoder = openAacDecoder(rate, channels);
+    const PacketPtr packet(av_packet_alloc());
+    const FramePtr frame(av_frame_alloc());
+    Growth growth(clock);
+    double samples = 0;
+    const std::size_t count = std::min(stretches, sound.stretches.size());
+    for (std::size_t i = 0; i < count && decoder; ++i) {
+        growth.add(sound.stretches[i].offset, samples);
+        if (!decodeStretch(decoder.get(), packet.get(), frame.get(), bytesOf(bytes, sound.stretches[i]),
+                           [&samples](const AVFrame *decoded) { samples += decoded->nb_samples; }))
+            ++trial.faults;
+    }
+    if (!decoder)
+        trial.faults = count;
+    trial.samplesPerSecond = growth.perSecond();
+    trial.hasSamples = samples > 0;
+    return trial;
+}
+
+SoundFormat aacFormat(Bytes bytes, const Sound &sound, const ClockLine &clock)
+{
+    SoundFormat format{SoundKind::Aac, sound.sampleRateHz, sound.channelCount, false};
+    if (format.channelCount <= 0)
+        format.channelCount = aacChannels(bytes, sound);
+    if (format.sampleRateHz > 0)
+        return format;
+    // The tables of the codec differ between rates: a wrong one gives messages, or the same samples.
+    constexpr std::size_t enoughToTry = 64;
+    constexpr std::size_t enoughToCount = 2000;
+    std::vector<AacTrial> trials;
+    for (const int rate : {44100, 48000, 32000, 24000, 22050, 16000, 12000, 11025, 8000})
+        trials.push_back(tryAac(bytes, sound, clock, rate, format.channelCount, enoughToTry));
+    std::erase_if(trials, [](const AacTrial &trial) { return !trial.hasSamples; });
+    if (trials.empty())
+        return {};
+    const auto byFaults = [](const AacTrial &a, const AacTrial &b) { return a.faults < b.faults; };
+    const AacTrial best = *std::min_element(trials.begin(), trials.end(), byFaults);
+    std::erase_if(trials, [&best](const AacTrial &trial) { return trial.faults > best.faults; });
+    format.sampleRateHz = best.rate;
+    const double measured =
+        tryAac(bytes, sound, clock, best.rate, format.channelCount, enoughToCount).samplesPerSecond;
+    if (measured > 0)
+        format.sampleRateHz =
+            std::min_element(trials.begin(), trials.end(), [measured](const AacTrial &a, const AacTrial &b) {
+                return ratio(a.rate, measured) < ratio(b.rate, measured);
+            })->rate;
+    return format;
+}
+
+std::int16_t sampleAt(Bytes bytes, std::size_t offset, bool isBigEndian)
+{
+    const unsigned high = bytes[offset + (isBigEndian ? 0 : 1)];
+    const unsigned low = bytes[offset + (isBigEndian ? 1 : 0)];
+    return static_cast<std::int16_t>(high << 8U | low);
+}
+
+/// How much samples that lie `step` apart differ, from `start` on, every `stride` samples.
+double roughness(Bytes bytes, bool isBigEndian, std::size_t start, std::size_t step, std::size_t stride)
+{
+    double sum = 0;
+    std::size_t count = 0;
+    for (std::size_t at = start; at + 2 * step + 2 <= bytes.size(); at += 2 * stride, ++count)
+        sum +=
+            std::abs(double(sampleAt(bytes, at + 2 * step, isBigEndian)) - sampleAt(bytes, at, isBigEndian));
+    return count > 0 ? sum / double(count) : 0;
+}
+
+/// Sums of roughness over the longest stretches, so that silence at the start decides nothing.
+struct PcmShape {
+    double little = 0;
+    double big = 0;
+    double insidePairs = 0;
+    double betweenPairs = 0;
+    double acrossPairs = 0;
+};
+
+PcmShape shapeOf(Bytes bytes, const Sound &sound)
+{
+    constexpr std::uint64_t enough = 1 << 20;
+    PcmShape shape;
+    std::uint64_t used = 0;
+    for (const Span &span : sound.stretches) {
+        const Bytes stretch = bytesOf(bytes, span);
+        shape.little += roughness(stretch, false, 0, 2, 1);
+        shape.big += roughness(stretch, true, 0, 2, 1);
+        used += stretch.size();
+        if (used > enough)
+            break;
+    }
+    const bool isBig = shape.big < shape.little;
+    used = 0;
+    for (const Span &span : sound.stretches) {
+        const Bytes stretch = bytesOf(bytes, span);
+        shape.insidePairs += roughness(stretch, isBig, 0, 1, 2);
+        shape.betweenPairs += roughness(stretch, isBig, 2, 1, 2);
+        shape.acrossPairs += roughness(stretch, isBig, 0, 2, 1);
+        used += stretch.size();
+        if (used > enough)
+            break;
+    }
+    return shape;
+}
+
+SoundFormat pcmFormat(Bytes bytes, const Sound &sound, const ClockLine &clock)
+{
+    SoundFormat format{SoundKind::Pcm16, sound.sampleRateHz, sound.channelCount, false};
+    const PcmShape shape = shapeOf(bytes, sound);
+    format.isBigEndian = shape.big < shape.little;
+    constexpr double clearly = 1.25;
+    if (format.channelCount <= 0) {
+        const bool arePairsAlike = ratio(shape.insidePairs, shape.betweenPairs) > clearly;
+        const bool isEveryOtherAlike =
+            shape.acrossPairs < std::min(shape.insidePairs, shape.betweenPairs) * 0.9;
+        format.channelCount = arePairsAlike || isEveryOtherAlike ? 2 : 1;
+    }
+    if (format.sampleRateHz > 0)
+        return format;
+    const double measured = bytesPerSecond(sound, clock);
+    if (measured <= 0)
+        return {};
+    format.sampleRateHz = nearestRate(measured / (2 * format.channelCount));
+    return format;
+}
+
+SoundFormat mp3Format(Bytes bytes, const Sound &sound)
+{
+    for (const Span &stretch : sound.stretches) {
+        const Mp3Header header = mp3HeaderAt(bytes, stretch.offset);
+        if (header.size > 0)
+            return {SoundKind::Mp3, header.sampleRateHz, header.channelCount, false};
+    }
+    return {};
+}
+
+} // namespace
+
+SoundFormat soundFormatOf(Bytes bytes, const Sound &sound, const ClockLine &clock)
+{
+    if (totalBytes(sound) == 0)
+        return {};
+    switch (sound.kind) {
+    case SoundKind::Aac: return aacFormat(bytes, sound, clock);
+    case SoundKind::Pcm16: return pcmFormat(bytes, sound, clock);
+    case SoundKind::Mp3: return mp3Format(bytes, sound);
+    case SoundKind::None: break;
+    }
+    return {};
+}
+
+CodecPtr openAacDecoder(int sampleRateHz, int channelCount)
+{
+    const auto rate = std::find(aacRates.begin(), aacRates.end(), sampleRateHz);
+    const AVCodec *codec = avcodec_find_decoder(AV_CODEC_ID_AAC);
+    CodecPtr decoder(codec && rate != aacRates.end() ? avcodec_alloc_context3(codec) : nullptr);
+    if (!decoder)
+        return {};
+    // AudioSpecificConfig: low complexity, index of the rate, channels
+    const auto rateIndex = static_cast<unsigned>(rate - aacRates.begin());
+    const unsigned config = 2U << 11U | rateIndex << 7U | static_cast<unsigned>(channelCount) << 3U;
+    decoder->extradata = static_cast<std::uint8_t *>(av_mallocz(2 + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (!decoder->extradata)
+        return {};
+    decoder->extradata[0] = static_cast<std::uint8_t>(config >> 8U);
+    decoder->extradata[1] = static_cast<std::uint8_t>(config);
+    decoder->extradata_size = 2;
+    if (avcodec_open2(decoder.get(), codec, nullptr) < 0)
+        return {};
+    return decoder;
+}
+
+Mp3Header mp3HeaderAt(Bytes bytes, std::uint64_t offset)
+{
+    constexpr std::array firstRates{44100, 48000, 32000};
+    constexpr std::array<std::array<int, 15>, 2> kilobits{
+        {{0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
+         {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}}};
+    Mp3Header header;
+    if (offset + 4 > bytes.size())
+        return header;
+    const std::uint32_t word = bigEndian32(bytes.data() + offset);
+    const unsigned version = (word >> 19U) & 3U;
+    const unsigned bitRateIndex = (word >> 12U) & 15U;
+    const unsigned rateIndex = (word >> 10U) & 3U;
+    const bool isThirdLayer = ((word >> 17U) & 3U) == 1;
+    if (word >> 21U != 0x7ff || version == 1 || !isThirdLayer || bitRateIndex == 0 || bitRateIndex == 15
+        || rateIndex == 3)
+        return header;
+    const bool isFirstVersion = version == 3;
+    header.sampleRateHz = firstRates[rateIndex] / (isFirstVersion ? 1 : version == 2 ? 2 : 4);
+    header.channelCount = (word >> 6U & 3U) == 3 ? 1 : 2;
+    header.samples = isFirstVersion ? 1152 : 576;
+    const int bitRate = kilobits[isFirstVersion ? 0 : 1][bitRateIndex] * 1000;
+    header.size = header.samples / 8 * bitRate / header.sampleRateHz + static_cast<int>((word >> 9U) & 1U);
+    return header;
+}
+
+std::size_t pcmMisalignment(Bytes stretch, bool isBigEndian)
+{
+    constexpr std::size_t looked = 1024;
+    constexpr double clearly = 0.25;
+    const Bytes head = stretch.first(std::min(stretch.size(), looked));
+    constexpr std::size_t tooFew = 64;
+    if (head.size() < tooFew)
+        return 0;
+    return roughness(head, isBigEndian, 1, 2, 1) < clearly * roughness(head, isBigEndian, 0, 2, 1) ? 1 : 0;
+}

@@ -1,0 +1,349 @@
+#include "timing.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+constexpr int minimumTimescale = 10000;
+constexpr double largestGapSeconds = 24 * 3600;
+
+/// Rates that cameras have.
+constexpr std::array usualRates{Rate{10, 1}, Rate{12, 1},       Rate{15, 1},      Rate{20, 1},
+                                Rate{24, 1}, Rate{25, 1},       Rate{55, 2},      Rate{30000, 1001},
+                                Rate{30, 1}, Rate{45, 1},       Rate{50, 1},      Rate{60000, 1001},
+                                Rate{60, 1}, Rate{24000, 1001}, Rate{15000, 1001}};
+
+std::uint64_t offsetOf(const Picture &picture, const std::vector<Unit> &units)
+{
+    return units[picture.firstUnit].offset;
+}
+
+/// A reading of the clock and how many frame times had passed in the channel by then.
+struct Reading {
+    double seconds = 0;
+    double frames = 0;
+    std::size_t segment = 0; ///< pictures between two losses are one
+};
+
+/// The channel's pictures counted in frame times, with what the slices say is missing.
+struct Count {
+    std::vector<std::int64_t> frames; ///< one per picture
+    std::vector<std::size_t> segmentStarts; ///< indexes of pictures
+};
+
+Count countFrames(const Channel &channel)
+{
+    Count count;
+    std::int64_t frame = -1;
+    for (std::size_t i = 0; i < channel.pictures.size(); ++i) {
+        const Picture &picture = channel.pictures[i];
+        if (i == 0 || picture.followsLoss)
+            count.segmentStarts.push_back(i);
+        frame += 1 + (i == 0 ? 0 : std::int64_t{picture.picturesMissingBefore});
+        count.frames.push_back(frame);
+    }
+    return count;
+}
+
+std::vector<Reading> readingsOf(const Channel &channel, const std::vector<Unit> &units, const Count &count,
+                                const ClockLine &clock)
+{
+    std::vector<Reading> readings;
+    std::size_t next = 0;
+    std::size_t segment = 0;
+    for (const ClockMark &mark : clock.marks()) {
+        while (next < channel.pictures.size() && offsetOf(channel.pictures[next], units) < mark.offset)
+            ++next;
+        while (segment + 1 < count.segmentStarts.size() && count.segmentStarts[segment + 1] < next)
+            ++segment;
+        const bool isInside = next > 0 && next < channel.pictures.size();
+        const bool isAtLoss =
+            segment + 1 < count.segmentStarts.size() && count.segmentStarts[segment + 1] == next;
+        if (isInside && !isAtLoss)
+            readings.push_back({mark.seconds, double(count.frames[next]), segment});
+    }
+    return readings;
+}
+
+/// A straight line through all segments: one slope, each with a start of its own.
+struct Fit {
+    double rate = 0; ///< frames a second; 0: too few readings
+    double error = 0; ///< standard error of the rate
+    double spread = 0; ///< root of the mean square distance of the readings, frames
+};
+
+Fit fitRate(const std::vector<Reading> &readings)
+{
+    double squares = 0;
+    double products = 0;
+    double frameSquares = 0;
+    std::size_t steps = 0;
+    for (std::size_t begin = 0; begin < readings.size();) {
+        std::size_t end = begin;
+        double seconds = 0;
+        double frames = 0;
+        for (; end < readings.size() && readings[end].segment == readings[begin].segment; ++end) {
+            seconds += readings[end].seconds;
+            frames += readings[end].frames;
+            steps += end > begin && readings[end].frames > readings[end - 1].frames ? 1 : 0;
+        }
+        const auto size = double(end - begin);
+        for (std::size_t i = begin; i < end; ++i) {
+            const double x = readings[i].seconds - seconds / size;
+            const double y = readings[i].frames - frames / size;
+            squares += x * x;
+            products += x * y;
+            frameSquares += y * y;
+        }
+        begin = end;
+    }
+    Fit fit;
+    if (squares < 0.1 || products <= 0 || steps < 2)
+        return fit;
+    fit.rate = products / squares;
+    const auto size = double(readings.size());
+    const double rest = std::max(0.0, frameSquares - fit.rate * products);
+    constexpr double countingError = 0.3; // of whole frames
+    fit.spread = std::max(countingError, std::sqrt(rest / size));
+    const double effective = double(std::min(steps, readings.size()));
+    fit.error = fit.spread / std::sqrt(effective * squares / size);
+    return fit;
+}
+
+Rate asRate(double value)
+{
+    for (const Rate &usual : usualRates)
+        if (std::abs(usual.value() - value) < 1e-4 * value)
+            return usual;
+    constexpr int thousandths = 1000;
+    const double bounded = std::clamp(value, 0.1, 1000.0);
+    const double scaled = std::round(bounded * thousandths);
+    return {static_cast<int>(scaled), thousandths};
+}
+
+/// The rate that explains the count best; what the camera itself says is believed as far as the count lets
+/// it.
+Rate chooseRate(const Fit &fit, const RateHints &hints)
+{
+    const double requested = hints.requested > 0 && hints.requested <= 1000 ? hints.requested : 0;
+    const double inSets = hints.inSets >= 1 && hints.inSets <= 1000 ? hints.inSets : 0;
+    if (fit.rate <= 0) {
+        // The arguments are whole numbers, rounded either way.
+        if (inSets > 0 && (requested <= 0 || std::abs(inSets - requested) < 1))
+            return asRate(inSets);
+        return requested > 0 ? asRate(requested) : Rate{};
+    }
+    struct Candidate {
+        double rate;
+        double doubt; ///< as a squared number of standard errors
+    };
+    std::vector<Candidate> candidates;
+    if (inSets > 0)
+        candidates.push_back({inSets, 0});
+    if (requested > 0)
+        candidates.push_back({requested, 1});
+    for (const Rate &usual : usualRates)
+        candidates.push_back({usual.value(), 2.5});
+    constexpr double clockTolerance = 3e-5;
+    const double error = std::max(fit.error, clockTolerance * fit.rate);
+    Candidate best{fit.rate, 9};
+    double bestCost = best.doubt;
+    for (const Candidate &candidate : candidates) {
+        const double distance = (candidate.rate - fit.rate) / error;
+        const double cost = distance * distance + candidate.doubt;
+        if (cost < bestCost) {
+            best = candidate;
+            bestCost = cost;
+        }
+    }
+    return asRate(best.rate);
+}
+
+double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// For each segment, by how many frame times its pictures come later by the clock than counted. Segments
+/// without readings take the value of the one before.
+std::vector<double> lateness(const std::vector<Reading> &readings, std::size_t segments, double rate)
+{
+    std::vector<double> late(segments, 0);
+    std::vector<std::vector<double>> distances(segments);
+    for (const Reading &reading : readings)
+        distances[reading.segment].push_back(reading.seconds * rate - reading.frames);
+    const auto known = [](const std::vector<double> &values) { return !values.empty(); };
+    const auto first = std::find_if(distances.begin(), distances.end(), known);
+    if (first == distances.end())
+        return late;
+    const double zero = median(*first);
+    for (std::size_t i = 0; i < segments; ++i) {
+        constexpr std::size_t reliable = 4;
+        const double before = i == 0 ? 0 : late[i - 1];
+        late[i] = distances[i].size() >= reliable ? median(distances[i]) - zero : before;
+    }
+    return late;
+}
+
+/// Adds what the clock says is missing beyond what the slices say: their frame numbers wrap.
+void widenGaps(Count &count, const std::vector<double> &late, double rate, double spread, int log2MaxFrameNum)
+{
+    const double tolerance = std::max(3.0, 2 * spread + 2);
+    const std::int64_t wrap = log2MaxFrameNum > 0 ? std::int64_t{1} << log2MaxFrameNum : 1;
+    std::int64_t added = 0;
+    for (std::size_t segment = 1; segment < count.segmentStarts.size(); ++segment) {
+        const double missing = std::min(late[segment] - double(added), largestGapSeconds * rate);
+        std::int64_t further = 0;
+        if (missing > tolerance)
+            further = std::max<std::int64_t>(
+                1, std::llround(missing / double(wrap)) * wrap); // a whole number of wraps
+        if (missing > tolerance && double(wrap) > missing + tolerance)
+            further = std::llround(missing);
+        const std::size_t begin = count.segmentStarts[segment];
+        const std::size_t end =
+            segment + 1 < count.segmentStarts.size() ? count.segmentStarts[segment + 1] : count.frames.size();
+        added += further;
+        for (std::size_t i = begin; i < end; ++i)
+            count.frames[i] += added;
+    }
+}
+
+std::int64_t firstShownOf(const VideoTimes &times)
+{
+    std::int64_t first = std::numeric_limits<std::int64_t>::max();
+    for (std::size_t i = 0; i < times.shownLater.size(); ++i)
+        first = std::min(first, times.decode[i] + times.shownLater[i]);
+    return times.shownLater.empty() ? 0 : first;
+}
+
+/// Gives each picture the time of the place in which it is shown, later for all by what keeps every picture
+/// from being shown before it is decoded.
+void setShown(VideoTimes &times, const std::vector<std::uint32_t> &order)
+{
+    if (order.size() != times.decode.size())
+        return;
+    std::int64_t delay = 0;
+    for (std::size_t i = 0; i < order.size(); ++i)
+        delay = std::max(delay, times.decode[i] - times.decode[order[i]]);
+    times.shownLater.resize(order.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const std::int64_t later = times.decode[order[i]] + delay - times.decode[i];
+        times.shownLater[i] = static_cast<std::int32_t>(
+            std::min<std::int64_t>(later, std::numeric_limits<std::int32_t>::max()));
+    }
+    times.firstShown = firstShownOf(times);
+}
+
+} // namespace
+
+ClockLine::ClockLine(const std::vector<ClockMark> &marks)
+{
+    const auto second = [](const ClockMark &mark) { return std::floor(mark.seconds); };
+    std::size_t first = 1;
+    while (first < marks.size() && second(marks[first]) == second(marks[0]))
+        ++first;
+    std::size_t last = marks.empty() ? 0 : marks.size() - 1;
+    while (last > first && second(marks[last]) == second(marks[last - 1]))
+        --last;
+    for (std::size_t i = first; i <= last && i < marks.size(); ++i)
+        if (m_marks.empty()
+            || (marks[i].offset > m_marks.back().offset && marks[i].seconds >= m_marks.back().seconds))
+            m_marks.push_back(marks[i]);
+    if (m_marks.size() >= 2 && m_marks.back().seconds - m_marks.front().seconds < 0.5)
+        m_marks.clear();
+}
+
+double ClockLine::at(std::uint64_t offset) const
+{
+    if (!isUsable())
+        return 0;
+    const auto above =
+        std::upper_bound(m_marks.begin(), m_marks.end(), offset,
+                         [](std::uint64_t at, const ClockMark &mark) { return at < mark.offset; });
+    const bool isOutside = above == m_marks.begin() || above == m_marks.end();
+    const ClockMark &from = isOutside ? m_marks.front() : *(above - 1);
+    const ClockMark &to = isOutside ? m_marks.back() : *above;
+    const ClockMark &base = above == m_marks.end() ? m_marks.back() : from;
+    const double secondsPerByte = (to.seconds - from.seconds) / double(to.offset - from.offset);
+    const double distance =
+        offset >= base.offset ? double(offset - base.offset) : -double(base.offset - offset);
+    return base.seconds + distance * secondsPerByte;
+}
+
+VideoTimes timePictures(const Channel &channel, const std::vector<Unit> &units, const ClockLine &clock,
+                        const RateHints &hints, const std::vector<std::uint32_t> &order, int log2MaxFrameNum)
+{
+    VideoTimes times;
+    Count count = countFrames(channel);
+    const std::vector<Reading> readings = readingsOf(channel, units, count, clock);
+    const Fit fit = fitRate(readings);
+    const Rate rate = chooseRate(fit, hints);
+    if (!readings.empty()) {
+        widenGaps(count, lateness(readings, count.segmentStarts.size(), rate.value()), rate.value(),
+                  fit.spread, log2MaxFrameNum);
+        std::vector<double> starts;
+        for (const Reading &reading : readings)
+            if (reading.segment == readings.front().segment)
+                starts.push_back(reading.seconds - reading.frames / rate.value());
+        times.startSeconds = median(starts);
+    }
+    const int factor = (minimumTimescale + rate.numerator - 1) / rate.numerator;
+    times.timescale = rate.numerator * factor;
+    times.lastDuration = std::int64_t{rate.denominator} * factor;
+    times.decode.reserve(count.frames.size());
+    for (const std::int64_t frame : count.frames)
+        times.decode.push_back(frame * times.lastDuration);
+    setShown(times, order);
+    return times;
+}
+
+VideoTimes timesOfIndex(const Channel &channel)
+{
+    VideoTimes times;
+    times.timescale = static_cast<int>(
+        std::clamp<std::uint32_t>(channel.timescale, 1, std::numeric_limits<std::int32_t>::max()));
+    std::int32_t earliest = 0;
+    bool hasOffsets = false;
+    for (const IndexedTime &time : channel.times) {
+        earliest = std::min(earliest, time.compositionOffset);
+        hasOffsets = hasOffsets || time.compositionOffset != 0;
+    }
+    constexpr std::int64_t longest = std::int64_t{1} << 50;
+    for (const IndexedTime &time : channel.times) {
+        const std::int64_t wanted = std::clamp(time.decode, -longest, longest)
+            - std::clamp(channel.times.front().decode, -longest, longest);
+        times.decode.push_back(times.decode.empty() ? 0 : std::max(times.decode.back() + 1, wanted));
+        if (hasOffsets)
+            times.shownLater.push_back(static_cast<std::int32_t>(std::min<std::int64_t>(
+                std::int64_t{time.compositionOffset} - earliest, std::numeric_limits<std::int32_t>::max())));
+    }
+    times.firstShown = firstShownOf(times);
+    const std::size_t size = times.decode.size();
+    times.lastDuration =
+        size >= 2 ? times.decode[size - 1] - times.decode[size - 2] : times.timescale / 30 + 1;
+    return times;
+}
+
+void alignStarts(std::vector<VideoTimes> &channels)
+{
+    constexpr double noticeableSeconds = 0.5;
+    double earliest = std::numeric_limits<double>::max();
+    for (const VideoTimes &times : channels)
+        if (!times.decode.empty())
+            earliest = std::min(earliest, times.startSeconds);
+    for (VideoTimes &times : channels) {
+        const double late = times.startSeconds - earliest;
+        if (times.decode.empty() || late < noticeableSeconds || late > largestGapSeconds)
+            continue;
+        const auto ticks = std::llround(late * times.timescale);
+        for (std::size_t i = 1; i < times.decode.size(); ++i)
+            times.decode[i] += ticks;
+        if (times.decode.size() == 1)
+            times.lastDuration += ticks;
+    }
+}
