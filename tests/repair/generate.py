@@ -34,7 +34,7 @@ def channel_truth(form, channel, video, places, damaged):
             "begin": layout.begin_of(form, channel), "frames": frames}
 
 
-def sound_truth(recording, places, damaged):
+def sound_truth(cache, recording, places, damaged):
     """From where to where there is sound, in seconds; lost pieces between count as silence."""
     if not recording.sound:
         return None
@@ -43,8 +43,8 @@ def sound_truth(recording, places, damaged):
         return None
     p = recording.sound.parameters
     length = recording.sound.samples / p.rate
-    return {"kind": p.kind, "rate": p.rate, "channels": p.channels, "begin": complete[0] * length,
-            "end": (complete[-1] + 1) * length, "frames": len(complete), "scene": p.scene, "seconds": p.seconds}
+    return {"kind": p.kind, "begin": complete[0] * length, "end": (complete[-1] + 1) * length,
+            "wave": os.path.abspath(streams.wave_path(cache, p))}
 
 
 def make(cache, folder, form, seed, twins=False):
@@ -63,7 +63,7 @@ def make(cache, folder, form, seed, twins=False):
                 "codec": form.codec, "plan": {key: str(value) for key, value in vars(form).items()},
                 "channels": [channel_truth(form, track, video, places[track], damaged)
                              for track, video in enumerate(recording.channels)],
-                "sound": sound_truth(recording, places[-1], damaged), "old_frames": old_frames, "media_end": damaged.media_end,
+                "sound": sound_truth(cache, recording, places[-1], damaged), "old_frames": old_frames, "media_end": damaged.media_end,
                 "harmed": damaged.harmed}
     with open(base + ".mp4", "wb") as file:
         file.write(damaged.data)

@@ -1,18 +1,20 @@
 #!/usr/bin/env python3
 """Makes damaged recordings in every form, has mp4recover rebuild them, and prints or writes a table of what came back.
 
-Usage: report.py --mp4recover PROGRAM [--out docs/repair.md] [--forms PATTERN] [--seeds N] [--first-seed N] [--chance N] [--long]
-                 [--jobs N] [--keep FOLDER] [--cache FOLDER]
+Usage: report.py --mp4recover PROGRAM [--samplecard PROGRAM] [--out docs/repair.md] [--forms PATTERN] [--seeds N]
+                 [--first-seed N] [--chance N] [--long] [--jobs N] [--keep FOLDER] [--cache FOLDER]
 With --out the table takes the place of the older one in that file, between its two marks; the text around stays.
 Exit status: 0 if every recording meets its target.
 """
 import argparse
 import concurrent.futures
+import fnmatch
 import os
-import shutil
 import sys
 import tempfile
+from dataclasses import replace
 
+import cardrecording
 import generate
 import score
 
@@ -20,19 +22,27 @@ BEGIN, END = "<!-- table: tests/repair/report.py -->", "<!-- end of table -->"
 CHANCE = "mixtures by chance"
 
 
-def one(program, folder, cache, form, seed):
-    manifest = generate.make(cache, folder, form, seed)
-    try:
-        return score.score_recording(program, manifest, cache)
-    finally:
-        os.remove(manifest)
-        os.remove(manifest.removesuffix(".json") + ".mp4")
+def make(arguments, folder, form, seed):
+    if isinstance(form, cardrecording.CardForm):
+        return cardrecording.make(os.path.abspath(arguments.samplecard), folder, form, seed)
+    return generate.make(arguments.cache, folder, form, seed)
 
 
-def all_scores(arguments, folder):
-    program = [os.path.abspath(arguments.mp4recover)]
+def one(arguments, form, seed):
+    with tempfile.TemporaryDirectory(prefix="repair-") as folder:
+        return score.score_recording(os.path.abspath(arguments.mp4recover), make(arguments, folder, form, seed))
+
+
+def chosen(arguments):
+    """(form, seed) of the generator's recordings and of the sample card's."""
+    cards = [(form, seed) for form in cardrecording.TABLE if arguments.samplecard and fnmatch.fnmatch(form.name, arguments.forms)
+             for seed in range(arguments.first_seed, arguments.first_seed + arguments.seeds)]
+    return generate.chosen(arguments) + [(replace(form, long=arguments.long), seed) for form, seed in cards]
+
+
+def all_scores(arguments):
     with concurrent.futures.ProcessPoolExecutor(arguments.jobs) as pool:
-        running = [pool.submit(one, program, folder, arguments.cache, form, seed) for form, seed in generate.chosen(arguments)]
+        running = [pool.submit(one, arguments, form, seed) for form, seed in chosen(arguments)]
         for run in running:
             result = run.result()
             print(score.line(result), flush=True)
@@ -79,16 +89,13 @@ def replace_table(path, text):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--mp4recover", required=True)
+    parser.add_argument("--samplecard", help="this program's recordings, too")
     parser.add_argument("--out")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--keep", help="folder in which the recordings that fall short are made again and kept")
     generate.add_arguments(parser)
     arguments = parser.parse_args()
-    folder = tempfile.mkdtemp(prefix="repair-")
-    try:
-        scores = list(all_scores(arguments, folder))
-    finally:
-        shutil.rmtree(folder)
+    scores = list(all_scores(arguments))
     text = table(scores)
     print(text)
     if arguments.out:
@@ -96,9 +103,9 @@ def main():
     short = {(s.form, s.seed) for s in scores if s.faults}
     if arguments.keep and short:
         os.makedirs(arguments.keep, exist_ok=True)
-        for form, seed in generate.chosen(arguments):
+        for form, seed in chosen(arguments):
             if (form.name, seed) in short:
-                print(generate.make(arguments.cache, arguments.keep, form, seed))
+                print(make(arguments, arguments.keep, form, seed))
     sys.exit(1 if short else 0)
 
 

@@ -158,7 +158,7 @@ def score_pictures(score, manifest, pictures):
         score.exact += longest_rise([number_of[md5] for md5 in shown if md5 in number_of])
 
 
-def score_sound(score, cache, truth, path, pictures_late):
+def score_sound(score, truth, path, pictures_late):
     exists = os.path.exists(path) and os.path.getsize(path) > 0
     if not truth:
         if exists:
@@ -170,8 +170,8 @@ def score_sound(score, cache, truth, path, pictures_late):
     got = streams.run(["ffmpeg", "-v", "error", "-i", path, "-ac", "1", "-ar", str(envelope.RATE), "-f", "s16le", "-"])
     length = len(got) / 2 / envelope.RATE
     score.sound_error = max(truth["end"] - truth["begin"] - length, length - truth["end"], 0)
-    parameters = streams.SoundParameters(truth["kind"], truth["rate"], truth["channels"], truth["seconds"], truth["scene"])
-    lag, likeness = envelope.compare(streams.sound_wave(cache, parameters), got)
+    with open(truth["wave"], "rb") as file:
+        lag, likeness = envelope.compare(file.read(), got)
     score.sound_lag = lag - pictures_late
     if likeness < 0.7:
         score.faults.append(f"another sound (likeness {likeness:.2f})")
@@ -211,7 +211,7 @@ def run_timed(command, score):
     score.cpu = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
 
 
-def score_recording(program, manifest_path, cache, keep=None):
+def score_recording(program, manifest_path):
     with open(manifest_path) as file:
         manifest = json.load(file)
     score = Score(manifest["form"], manifest["seed"], manifest["target"])
@@ -219,11 +219,11 @@ def score_recording(program, manifest_path, cache, keep=None):
     score.expected = sum(frame["complete"] for frame in frames)
     score.decodable = sum(frame["decodable"] for frame in frames)
     before = os.stat(manifest["file"])
-    with tempfile.TemporaryDirectory(dir=keep) as folder:
+    with tempfile.TemporaryDirectory() as folder:
         target = os.path.join(folder, "back.mp4")
-        run_timed([*program, manifest["file"], target, *manifest["arguments"]], score)
+        run_timed([program, manifest["file"], target, *manifest["arguments"]], score)
         if score.expected:
-            compare(score, manifest, target, cache)
+            compare(score, manifest, target)
         elif os.path.exists(target):
             score.faults.append("a file though no frame is left")
     after = os.stat(manifest["file"])
@@ -234,7 +234,7 @@ def score_recording(program, manifest_path, cache, keep=None):
     return score
 
 
-def compare(score, manifest, target, cache):
+def compare(score, manifest, target):
     if not os.path.exists(target):
         score.faults.append("nothing came back")
         return
@@ -245,7 +245,7 @@ def compare(score, manifest, target, cache):
         return
     pictures_late = score_bytes(score, manifest, tracks)
     score_pictures(score, manifest, decoded_pictures(target, len(tracks)))
-    score_sound(score, cache, manifest["sound"], target[:-4] + ".mp3", pictures_late)
+    score_sound(score, manifest["sound"], target[:-4] + ".mp3", pictures_late)
 
 
 def line(score):
@@ -260,11 +260,10 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("manifests", nargs="+")
     parser.add_argument("--mp4recover", required=True)
-    parser.add_argument("--cache", default=str(streams.CACHE))
     arguments = parser.parse_args()
     failed = 0
     for manifest in arguments.manifests:
-        score = score_recording([arguments.mp4recover], manifest, arguments.cache)
+        score = score_recording(arguments.mp4recover, manifest)
         print(line(score), flush=True)
         failed += bool(score.faults)
     sys.exit(1 if failed else 0)

@@ -150,7 +150,7 @@ def marks_of(folder, manifest, recording, change=None, sound_late=0.0):
     frames = [frame for truth in manifest["channels"] for frame in truth["frames"]]
     given = score.Score(manifest["form"], SEED, 0.998, status=0, expected=sum(frame["complete"] for frame in frames),
                         decodable=sum(frame["decodable"] for frame in frames))
-    score.compare(given, manifest, target, CACHE)
+    score.compare(given, manifest, target)
     score.judge(given)
     return given
 

@@ -211,10 +211,9 @@ def sound(cache, p):
     return Sound(p, [stream[at:at + size] for at in range(0, len(stream) - size + 1, size)], samples)
 
 
-def sound_wave(cache, p):
+def wave_path(cache, p):
     """The sound as it was before coding: 8000 Hz, one channel, 16 bit little endian."""
-    with open(os.path.join(cached(cache, p, lambda folder: None), "wave"), "rb") as file:
-        return file.read()
+    return os.path.join(cached(cache, p, lambda folder: None), "wave")
 
 
 def adts_frames(stream):
