@@ -1,6 +1,7 @@
 #include "sound.h"
 
 #include "mp3writer.h"
+#include "mpegaudio.h"
 #include "silence.h"
 
 #include <algorithm>
@@ -121,14 +122,13 @@ private:
 template <typename Take> void splitMp3(Bytes stretch, Take take)
 {
     for (std::size_t at = 0; at < stretch.size();) {
-        const Mp3Header header = mp3HeaderAt(stretch, at);
-        const auto size = static_cast<std::size_t>(header.size);
-        if (size == 0 || size > stretch.size() - at) {
+        const auto header = mpegAudioHeaderAt(stretch.subspan(at));
+        if (!header || header->frameSize == 0 || header->frameSize > stretch.size() - at) {
             ++at;
             continue;
         }
-        take(stretch.subspan(at, size), header);
-        at += size;
+        take(stretch.subspan(at, header->frameSize), *header);
+        at += header->frameSize;
     }
 }
 
@@ -153,23 +153,23 @@ public:
     void write(const Pending &pending) override
     {
         splitMp3(m_bytes.subspan(pending.piece.stretch.offset, pending.piece.stretch.size),
-                 [this](Bytes frame, const Mp3Header &header) {
+                 [this](Bytes frame, const MpegAudioHeader &header) {
                      writeSilence(frame, header);
-                     put(frame, header.samples);
+                     put(frame, header.samplesPerFrame);
                  });
     }
     void finish() override { m_muxer->finish(); }
 
 private:
-    void writeSilence(Bytes example, const Mp3Header &header)
+    void writeSilence(Bytes example, const MpegAudioHeader &header)
     {
-        if (m_owedSilence < header.samples)
+        if (m_owedSilence < header.samplesPerFrame)
             return;
         std::vector<std::uint8_t> silent(example.begin(), example.begin() + 4);
         silent[1] |= 1; // no checksum
         silent.resize(example.size());
-        for (; m_owedSilence >= header.samples; m_owedSilence -= header.samples)
-            put(silent, header.samples);
+        for (; m_owedSilence >= header.samplesPerFrame; m_owedSilence -= header.samplesPerFrame)
+            put(silent, header.samplesPerFrame);
     }
     void put(Bytes frame, int samples)
     {
@@ -234,8 +234,9 @@ private:
         if (m_decoder)
             isGood = m_decoder->decode(stretch, pending.frames);
         else
-            splitMp3(stretch,
-                     [&pending](Bytes, const Mp3Header &header) { pending.piece.samples += header.samples; });
+            splitMp3(stretch, [&pending](Bytes, const MpegAudioHeader &header) {
+                pending.piece.samples += header.samplesPerFrame;
+            });
         for (const FramePtr &frame : pending.frames)
             pending.piece.samples += frame->nb_samples;
         return isGood;

@@ -1,5 +1,7 @@
 #include "soundformat.h"
 
+#include "mpegaudio.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -240,9 +242,8 @@ SoundFormat pcmFormat(Bytes bytes, const Sound &sound, const ClockLine &clock)
 SoundFormat mp3Format(Bytes bytes, const Sound &sound)
 {
     for (const Span &stretch : sound.stretches) {
-        const Mp3Header header = mp3HeaderAt(bytes, stretch.offset);
-        if (header.size > 0)
-            return {SoundKind::Mp3, header.sampleRateHz, header.channelCount, false};
+        if (const auto header = mpegAudioHeaderAt(bytesOf(bytes, stretch)))
+            return {SoundKind::Mp3, header->sampleRateHz, header->channelCount, false};
     }
     return {};
 }
@@ -281,32 +282,6 @@ CodecPtr openAacDecoder(int sampleRateHz, int channelCount)
     if (avcodec_open2(decoder.get(), codec, nullptr) < 0)
         return {};
     return decoder;
-}
-
-Mp3Header mp3HeaderAt(Bytes bytes, std::uint64_t offset)
-{
-    constexpr std::array firstRates{44100, 48000, 32000};
-    constexpr std::array<std::array<int, 15>, 2> kilobits{
-        {{0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
-         {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}}};
-    Mp3Header header;
-    if (offset + 4 > bytes.size())
-        return header;
-    const std::uint32_t word = bigEndian32(bytes.data() + offset);
-    const unsigned version = (word >> 19U) & 3U;
-    const unsigned bitRateIndex = (word >> 12U) & 15U;
-    const unsigned rateIndex = (word >> 10U) & 3U;
-    const bool isThirdLayer = ((word >> 17U) & 3U) == 1;
-    if (word >> 21U != 0x7ff || version == 1 || !isThirdLayer || bitRateIndex == 0 || bitRateIndex == 15
-        || rateIndex == 3)
-        return header;
-    const bool isFirstVersion = version == 3;
-    header.sampleRateHz = firstRates[rateIndex] / (isFirstVersion ? 1 : version == 2 ? 2 : 4);
-    header.channelCount = (word >> 6U & 3U) == 3 ? 1 : 2;
-    header.samples = isFirstVersion ? 1152 : 576;
-    const int bitRate = kilobits[isFirstVersion ? 0 : 1][bitRateIndex] * 1000;
-    header.size = header.samples / 8 * bitRate / header.sampleRateHz + static_cast<int>((word >> 9U) & 1U);
-    return header;
 }
 
 std::size_t pcmMisalignment(Bytes stretch, bool isBigEndian)

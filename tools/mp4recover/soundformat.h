@@ -37,15 +37,5 @@ bool decodeStretch(AVCodecContext *decoder, AVPacket *packet, AVFrame *frame, By
     return isGood;
 }
 
-/// One MPEG audio frame's header.
-struct Mp3Header {
-    int sampleRateHz = 0;
-    int channelCount = 0;
-    int samples = 0;
-    int size = 0; ///< bytes, with the header
-};
-/// Size 0 if there is none.
-[[nodiscard]] Mp3Header mp3HeaderAt(Bytes bytes, std::uint64_t offset);
-
 /// By how many bytes the samples of a PCM stretch begin late: 0 or 1.
 [[nodiscard]] std::size_t pcmMisalignment(Bytes stretch, bool isBigEndian);

@@ -1,0 +1,102 @@
+#include "common/mappedfile.h"
+#include "failure.h"
+#include "finder.h"
+#include "options.h"
+#include "outputfile.h"
+#include "repair.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <new>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace {
+
+/// Tells each tenth once.
+class ProgressTeller
+{
+public:
+    explicit ProgressTeller(const char *step)
+        : m_step(step)
+    {
+    }
+    void operator()(double part)
+    {
+        const int tenth = static_cast<int>(part * 10);
+        if (tenth <= m_told)
+            return;
+        m_told = tenth;
+        std::fprintf(stderr, "%s: %d %%\n", m_step, tenth * 10);
+    }
+
+private:
+    const char *m_step;
+    int m_told = 0;
+};
+
+void tell(const RepairReport &report)
+{
+    int number = 1;
+    for (const ChannelReport &channel : report.channels) {
+        std::fprintf(stderr, "channel %d: %zu frames found, %lld lost\n", number, channel.found,
+                     static_cast<long long>(channel.lost));
+        ++number;
+    }
+    if (report.soundSeconds > 0)
+        std::fprintf(stderr, "sound: %.1f seconds, %.1f of them silence for what is lost\n",
+                     report.soundSeconds, report.silentSeconds);
+    else
+        std::fprintf(stderr, "sound: none\n");
+    for (const std::string &remark : report.remarks)
+        std::fprintf(stderr, "%s\n", remark.c_str());
+}
+
+void recover(const Options &options)
+{
+    std::error_code ignored;
+    if (std::filesystem::equivalent(options.source, options.target, ignored))
+        throw Failure(ExitStatus::Usage, "source and target are the same file");
+    const auto source = MappedFile::open(options.source.c_str());
+    if (!source)
+        throw Failure(ExitStatus::Source, "cannot read " + options.source + ": " + std::strerror(errno));
+    const Findings findings = findRecording(*source, options.channels, ProgressTeller("searching"));
+    tell(repair(source->bytes(), findings, options.target, ProgressTeller("writing")));
+    if (source->hasShrunk())
+        std::fprintf(stderr, "the source became shorter, or parts of it couldn't be read\n");
+}
+
+ExitStatus run(int argc, char **argv)
+{
+    const Options options = parseOptions({argv + 1, argv + argc});
+    switch (options.command) {
+    case Options::Command::Help: std::fputs(helpText().c_str(), stdout); break;
+    case Options::Command::Version: std::puts("mp4recover " MP4RECOVER_VERSION); break;
+    case Options::Command::Recover: recover(options); break;
+    }
+    return ExitStatus::Written;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    av_log_set_level(AV_LOG_QUIET); // what the libraries say of damaged bytes is no news
+    removeUnfinishedFilesOnSignals();
+    ExitStatus status = ExitStatus::Internal;
+    try {
+        status = run(argc, argv);
+    } catch (const Failure &failure) {
+        std::fprintf(stderr, "mp4recover: %s\n", failure.what());
+        status = failure.status();
+    } catch (const std::bad_alloc &) {
+        std::fprintf(stderr, "mp4recover: out of memory\n");
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "mp4recover: %s\n", error.what());
+    }
+    return static_cast<int>(status);
+}
