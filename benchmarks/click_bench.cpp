@@ -1,5 +1,6 @@
-// Milliseconds from the click on an extracted recording to its first pictures:
-// click_bench CARD_IMAGE RECORDING ROUNDS, where RECORDING takes the place of the card's newest one.
+// Milliseconds from the click on an extracted recording to its first picture, and to one of each channel:
+// click_bench CARD_IMAGE RECORDING, where RECORDING takes the place of the card's newest one. Each line on
+// standard input is a click.
 #include "app/state/appviewmodel.h"
 #include "card/sdmanager.h"
 #include "common/preferences.h"
@@ -9,43 +10,61 @@
 #include "engine/moviefile.h"
 
 #include <algorithm>
+#include <iostream>
 #include <QCoreApplication>
 #include <QCoroTask>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QTemporaryDir>
+#include <QTimer>
 
 namespace {
 
 void processUntil(const std::function<bool()> &isDone)
 {
-    while (!isDone())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+    QEventLoop loop;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (isDone())
+            loop.quit();
+    });
+    poll.start(2);
+    loop.exec();
 }
 
-bool everyChannelHasAPicture(const AppViewModel &viewModel, const TrackPlayerList &former)
-{
-    const TrackPlayerList &players = viewModel.videoPlayers();
-    return !players.isEmpty() && players != former
-        && std::all_of(players.cbegin(), players.cend(),
-                       [](const TrackPlayerPtr &player) { return player->latestFrame() != nullptr; });
-}
+struct Latency {
+    qint64 firstMs = 0;
+    qint64 allMs = 0;
+};
 
-qint64 click(AppViewModel &viewModel)
+Latency click(AppViewModel &viewModel)
 {
     const TrackPlayerList former = viewModel.videoPlayers();
+    const auto hasPicture = [](const TrackPlayerPtr &player) { return player->latestFrame() != nullptr; };
+    const auto players = [&]() -> const TrackPlayerList & {
+        return viewModel.playerManager()->videoPlayers();
+    };
     QElapsedTimer timer;
     timer.start();
     viewModel.tapRow(0);
-    processUntil([&] { return everyChannelHasAPicture(viewModel, former); });
-    return timer.elapsed();
+    Latency latency;
+    processUntil(
+        [&] { return players() != former && std::any_of(players().cbegin(), players().cend(), hasPicture); });
+    latency.firstMs = timer.elapsed();
+    processUntil([&] {
+        return players() == viewModel.videoPlayers()
+            && std::all_of(players().cbegin(), players().cend(), hasPicture);
+    });
+    latency.allMs = timer.elapsed();
+    return latency;
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (argc != 4)
+    if (argc != 3)
         return 2;
     const QTemporaryDir home;
     qputenv("XDG_DATA_HOME", home.filePath(QStringLiteral("data")).toUtf8());
@@ -72,12 +91,15 @@ int main(int argc, char **argv)
     QFile::remove(extracted);
     if (!QFile::link(QDir::current().absoluteFilePath(QString::fromLocal8Bit(argv[2])), extracted))
         return 1;
-    for (int round = 0; round < atoi(argv[3]); ++round) {
-        std::printf("{\"milliseconds\": %lld}\n", static_cast<long long>(click(viewModel)));
-        std::fflush(stdout);
+    for (std::string line; std::getline(std::cin, line);) {
+        const Latency latency = click(viewModel);
         // The selection goes on with the row above and the background task before the next click is taken.
         QCoro::waitFor(sleepFor(std::chrono::seconds(1)));
         viewModel.playerManager()->stop();
+        QCoro::waitFor(sleepFor(std::chrono::milliseconds(300)));
+        std::printf("{\"first\": %lld, \"all\": %lld}\n", static_cast<long long>(latency.firstMs),
+                    static_cast<long long>(latency.allMs));
+        std::fflush(stdout);
     }
     return 0;
 }
