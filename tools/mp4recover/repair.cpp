@@ -6,13 +6,14 @@
 #include "outputfile.h"
 #include "pictureorder.h"
 #include "setschoice.h"
+#include "setsearch.h"
 #include "sound.h"
 #include "soundformat.h"
 #include "timing.h"
 
 #include <algorithm>
 #include <future>
-#include <list>
+#include <map>
 #include <optional>
 
 namespace {
@@ -26,7 +27,16 @@ struct Plan {
 
 ChosenSets setsFor(Bytes source, const Findings &findings, const Channel &channel)
 {
-    return chooseRecordedSets(channel, usedPictureSets(source, findings.units, channel));
+    const std::map<int, std::size_t> usedIds = usedPictureSets(source, findings.units, channel);
+    ChosenSets chosen = chooseRecordedSets(channel, usedIds);
+    if (chosen.origin != ChosenSets::Origin::None || channel.pictures.empty())
+        return chosen;
+    if (auto built = searchSets(source, findings.units, channel, usedIds)) {
+        chosen.origin = ChosenSets::Origin::Built;
+        chosen.units = std::move(*built);
+        readChosen(channel.codec, chosen);
+    }
+    return chosen;
 }
 
 VideoTimes timesFor(Bytes source, const Findings &findings, const Plan &plan, const ClockLine &clock)

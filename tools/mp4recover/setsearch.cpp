@@ -1,0 +1,179 @@
+#include "setsearch.h"
+
+#include "sliceguess.h"
+#include "trialdecoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
+namespace {
+
+/// A wrong set can survive some pictures without a message, hardly ever a whole group.
+constexpr std::size_t groupPictures = 40;
+constexpr std::size_t groupBytes = std::size_t{32} << 20U;
+/// What all trials for a channel may decode, in macroblocks: about ten seconds of one processor.
+constexpr std::int64_t macroblockBudget = 10'000'000;
+constexpr int largestSide = 16384;
+
+/// A run of pictures from a key frame on of which nothing is missing.
+struct Group {
+    std::size_t first = 0;
+    std::size_t count = 0;
+};
+
+Group longestGroup(const Channel &channel)
+{
+    Group best;
+    for (std::size_t first = 0; first < channel.pictures.size() && best.count < groupPictures; ++first) {
+        if (!channel.pictures[first].isSync || channel.pictures[first].isDamaged)
+            continue;
+        std::size_t end = first + 1;
+        while (end < channel.pictures.size() && end - first < groupPictures
+               && !channel.pictures[end].isDamaged && !channel.pictures[end].followsLoss)
+            ++end;
+        if (end - first > best.count)
+            best = {first, end - first};
+        first = end - 1;
+    }
+    return best;
+}
+
+std::vector<Sample> samplesOf(Bytes bytes, const std::vector<Unit> &units, const Channel &channel,
+                              const Group &group)
+{
+    std::vector<Sample> samples;
+    std::size_t total = 0;
+    for (std::size_t i = group.first; i < group.first + group.count && total < groupBytes; ++i) {
+        samples.push_back(sampleOf(bytes, units, channel.codec, channel.pictures[i]));
+        total += samples.back().size();
+    }
+    return samples;
+}
+
+class H264Search
+{
+public:
+    H264Search(const HeaderGuess &headers, const ChannelRequest &size, std::vector<int> pictureIds,
+               std::vector<Sample> samples)
+        : m_headers(headers)
+        , m_pictureIds(std::move(pictureIds))
+        , m_samples(std::move(samples))
+        , m_macroblocks(std::int64_t{size.width / 16 + 1} * (size.height / 16 + 1))
+    {
+        m_base.width = size.width;
+        m_base.height = size.height;
+        m_base.log2MaxFrameNum = headers.log2MaxFrameNum;
+    }
+
+    std::optional<std::vector<ParameterSet>> run()
+    {
+        // The first picture settles what all slices depend on, the group what only predicted ones do.
+        for (const H264Guess &guess : guessesForKeyFrame())
+            if (const auto whole = extend(guess))
+                return setsOf(*whole);
+        return {};
+    }
+
+private:
+    [[nodiscard]] std::vector<ParameterSet> setsOf(H264Guess guess) const
+    {
+        guess.profile = guess.hasTransform8x8 ? 100 : 77;
+        std::vector<ParameterSet> sets{buildH264Sequence(guess)};
+        for (const int id : m_pictureIds) {
+            guess.pictureId = id;
+            sets.push_back(buildH264Picture(guess));
+        }
+        return sets;
+    }
+
+    [[nodiscard]] bool isClean(const H264Guess &guess, const std::vector<Sample> &samples)
+    {
+        if (m_spent > macroblockBudget)
+            return false;
+        const TrialResult result = tryDecoding(VideoCodec::H264, setsOf(guess), samples);
+        m_spent += (static_cast<std::int64_t>(result.pictures) + 1) * m_macroblocks;
+        return result.isClean && result.pictures == samples.size();
+    }
+
+    std::vector<H264Guess> guessesForKeyFrame()
+    {
+        std::vector<H264Guess> survivors = guessesWithQp(m_base.initialQp);
+        // With CABAC a wrong starting value spoils the first picture; without, nothing tells.
+        for (int distance = 1; survivors.empty() && distance <= 26; ++distance)
+            for (const int qp : {26 - distance, 26 + distance})
+                if (qp <= 51 && survivors.empty())
+                    survivors = guessesWithQp(qp);
+        return survivors;
+    }
+
+    std::vector<H264Guess> guessesWithQp(int qp)
+    {
+        const std::vector<Sample> keyFrame{m_samples.front()};
+        std::vector<H264Guess> survivors;
+        for (const OrderGuess &order : m_headers.orders)
+            for (const bool isCabac : {true, false})
+                for (const bool hasDeblockingControl : {true, false})
+                    for (const bool hasTransform8x8 : {false, true}) {
+                        H264Guess guess = m_base;
+                        guess.orderType = order.orderType;
+                        guess.log2MaxOrderLsb = order.log2MaxOrderLsb;
+                        guess.isCabac = isCabac;
+                        guess.hasDeblockingControl = hasDeblockingControl;
+                        guess.hasTransform8x8 = hasTransform8x8;
+                        guess.initialQp = qp;
+                        if ((qp == m_base.initialQp || isCabac) && isClean(guess, keyFrame))
+                            survivors.push_back(guess);
+                    }
+        return survivors;
+    }
+
+    /// The guess with what predicted slices depend on.
+    std::optional<H264Guess> extend(const H264Guess &base)
+    {
+        // Without B slices more room for references than the camera used does no harm; with them it changes
+        // the order of the references, so the least that works is taken.
+        const std::vector<int> rooms =
+            m_headers.hasB ? std::vector{1, 2, 3, 4, 5, 6, 8, 16} : std::vector{4, 16};
+        const std::vector<int> weightings = m_headers.hasB ? std::vector{0, 1} : std::vector{0};
+        for (const int room : rooms)
+            for (int count = 1; count <= std::min(room, 8); ++count)
+                for (const bool isWeighted : {false, true})
+                    for (const int weighting : weightings) {
+                        H264Guess guess = base;
+                        guess.maxReferenceFrames = room;
+                        guess.referenceCount = count;
+                        guess.isWeighted = isWeighted;
+                        guess.bipredictionWeights = weighting;
+                        if (isClean(guess, m_samples))
+                            return guess;
+                    }
+        return {};
+    }
+
+    HeaderGuess m_headers;
+    std::vector<int> m_pictureIds;
+    std::vector<Sample> m_samples;
+    std::int64_t m_macroblocks;
+    std::int64_t m_spent = 0;
+    H264Guess m_base;
+};
+
+} // namespace
+
+std::optional<std::vector<ParameterSet>> searchSets(Bytes bytes, const std::vector<Unit> &units,
+                                                    const Channel &channel,
+                                                    const std::map<int, std::size_t> &usedIds)
+{
+    const Group group = longestGroup(channel);
+    const bool hasSize =
+        channel.request && channel.request->width <= largestSide && channel.request->height <= largestSide;
+    if (group.count == 0 || !hasSize || usedIds.empty() || channel.codec != VideoCodec::H264)
+        return {};
+    std::vector<int> ids;
+    for (const auto &[id, count] : usedIds)
+        ids.push_back(id);
+    return H264Search(guessHeaders(bytes, units, channel, group.first, group.count), *channel.request,
+                      std::move(ids), samplesOf(bytes, units, channel, group))
+        .run();
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "bytes.h"
+#include "findings.h"
+
+#include <vector>
+
+/// How the picture order of H.264 may stand in slice headers.
+struct OrderGuess {
+    int orderType = 2; ///< pic_order_cnt_type
+    int log2MaxOrderLsb = 4;
+};
+
+/// What the slice headers of pictures in decode order tell without parameter sets.
+struct HeaderGuess {
+    int log2MaxFrameNum = 4; ///< the width in which the numbers follow each other best
+    std::vector<OrderGuess> orders; ///< likely ones first
+    bool hasB = false; ///< slices predicted from two sides
+};
+
+/// `pictures` indexes a run of the channel without losses.
+[[nodiscard]] HeaderGuess guessHeaders(Bytes bytes, const std::vector<Unit> &units, const Channel &channel,
+                                       std::size_t first, std::size_t count);
