@@ -56,6 +56,7 @@ class Form:
 
     @property
     def target(self):
+        """The part of the complete frames that has to come back."""
         if self.order == "overtake" and len(set(self.sizes)) < len(self.sizes):
             return 0.90
         harmed = self.bad or self.tail != "none"
@@ -166,24 +167,28 @@ def chance(seed):
     pick = dice.choice
     codec = pick(["h264"] * 4 + ["h265"])
     count = pick([1, 2, 2, 2, 3, 4, 5])
-    sizes = pick([(FRONT,) + (SMALL,) * (count - 1), (FRONT, REAR, SMALL, SMALL, REAR)[:count], (SMALL,) * count])
-    sets = pick(["key", "key", "first", "index"]) if codec == "h264" else pick(["key", "first"])
-    profile = pick(["baseline", "main", "high"])
+    order = pick(["frame", "frame", "frame", "chunk", "chunk", "overtake"])
+    arguments = pick([True, True, True, True, False])
     blocks = pick(["all"] * 4 + ["no channels", "positions", "accelerations", "none"])
+    sizes = pick([(FRONT,) + (SMALL,) * (count - 1), (FRONT, REAR, SMALL, SMALL, REAR)[:count], (SMALL,) * count])
+    is_described = arguments or blocks not in ("none", "no channels")
+    if order == "overtake" or not is_described:  # more equal channels than that can't be told apart by anybody
+        sizes = (FRONT, SMALL, REAR, REAR, SMALL)[:count if is_described else min(count, 3)]
+    sets = pick(["key", "key", "first", "index"] if is_described else ["key"])
+    profile = pick(["baseline", "main", "high"])
     sound = pick(["aac", "aac", "mp3", "pcm", "pcmbe", "none"])
+    tails = ["none", "none", "none", "zeros", "old", "old with index"] if blocks != "none" else ["none", "zeros"]
     return Form(
-        f"chance {seed}", codec=codec, sizes=sizes,
+        f"chance {seed}", codec=codec, sizes=sizes, order=order, blocks=blocks, arguments=arguments, sets=sets, sound=sound,
+        profile=profile, cabac=profile != "baseline" and pick([False, True]),
+        b_frames=0 if profile == "baseline" else pick([0, 0, 2]), references=pick([1, 1, 2, 3]), slices=pick([1, 1, 1, 2, 4]),
         rate=pick(["15", "25", "55/2", "30000/1001", "30", "30", "30 15", "30 25"]), told_up=pick([False, True]),
         coded_rate=pick(["", "", "30"]) if blocks != "none" else "", seconds=pick([2.0, 3.0, 4.3]),
-        group=pick([12, 15, 25, 30, 60]), phases=pick([False, True]), slices=pick([1, 1, 1, 2, 4]), delimiters=pick([False, True]),
-        messages=pick([False, False, True]), sound_padded=pick([False, False, True]),
-        profile=profile, cabac=profile != "baseline" and pick([False, True]), b_frames=0 if profile == "baseline" else pick([0, 0, 2]),
-        references=pick([1, 1, 2, 3]), sets=sets, set_ids=pick(["equal", "different"]), sound=sound,
+        group=pick([12, 15, 25, 30, 60]), phases=pick([False, True]), delimiters=pick([False, True]),
+        messages=pick([False, False, True]), set_ids=pick(["equal", "different"]),
         sound_rate=16000 if sound.startswith("pcm") else pick([44100, 48000, 16000]), sound_channels=pick([1, 1, 2]),
-        order=pick(["frame", "frame", "frame", "chunk", "chunk", "overtake"]), chunk=pick(["0.2", "0.5", "group"]),
-        padding=pick([0, 0, 0, 512, 4096]), blocks=blocks, arguments=sets == "index" or pick([True, True, True, False]),
+        chunk=pick(["0.2", "0.5", "group"]), padding=pick([0, 0, 0, 512, 4096]), sound_padded=pick([False, False, True]),
         quicktime=sound.startswith("pcm") or pick([False, True]), boxes_before=pick([(), ("free",), ("wide", "skip")]),
-        ending=pick(["no index", "cut", "cut", "short index"]),
+        ending=pick(["no index", "cut", "cut", "short index"]), tail=pick(tails),
         media_size=pick(["right", "zero", "eight", "half", "large", "64-bit zero", "64-bit unset"]),
-        tail=pick(["none", "none", "none", "zeros", "old", "old with index"]) if blocks != "none" else pick(["none", "zeros"]),
         bad=pick([(), (), (("zeros", 512, 3),), (("garbage", 512, 4),), (("zeros", 65536, 1),), (("garbage", 65536, 1),)]))
