@@ -148,7 +148,7 @@ def length_error(truth, packets, rate):
     begun = [frame["display"] for frame in truth["frames"] if frame["begun"]]
     if not complete:
         return 0
-    return max(max(complete) - min(complete) + 1 - length, length - (max(begun) + 1), 0)
+    return max(max(complete) - min(complete) + 1 - length, length - (max(begun) + 1 + truth["begin"] * float(rate)), 0)
 
 
 def score_pictures(score, manifest, pictures):
@@ -171,7 +171,7 @@ def score_sound(score, truth, path, pictures_late):
     length = len(got) / 2 / envelope.RATE
     score.sound_error = max(truth["end"] - truth["begin"] - length, length - truth["end"], 0)
     with open(truth["wave"], "rb") as file:
-        lag, likeness = envelope.compare(file.read(), got)
+        lag, likeness = envelope.compare(file.read(), got, truth.get("most_lag", 1.0))
     score.sound_lag = lag - pictures_late
     if likeness < 0.7:
         score.faults.append(f"another sound (likeness {likeness:.2f})")
