@@ -24,9 +24,13 @@ constexpr double offGroupPerPicture = 2;
 constexpr double mostOffGroup = 12;
 constexpr double mostOffUnsureGroup = 2;
 constexpr double beyondGroup = 4;
-constexpr double turn = 1;
+constexpr double turn = 3;
+constexpr double turnNearDamage = 1;
+constexpr double anyTurn = 0.3;
+constexpr double noOrder = 0.7;
 constexpr double lateBegin = 0.2; // per picture of the others
 constexpr double mostLateBegin = 8;
+constexpr double mostSize = 5;
 constexpr double noise = 12;
 constexpr double supportedNoise = 30;
 constexpr double leaveRun = 1.5;
@@ -39,8 +43,35 @@ constexpr double runAlmost = 0.6;
 constexpr double runTooLong = 1.5;
 } // namespace cost
 
+/// The usual size of a channel's pictures, as logarithm to the base 2.
+class SizeModel
+{
+public:
+    /// How far off a size is: 0.5 for one standard deviation as cameras have it. Nothing while little is
+    /// known.
+    [[nodiscard]] double surprise(double size) const
+    {
+        constexpr double variance = 0.4;
+        constexpr int sureCount = 8;
+        const double deviation = size - m_mean;
+        return deviation * deviation / (2 * variance) * std::min<int>(m_count, sureCount) / sureCount;
+    }
+    void learn(double size)
+    {
+        constexpr float slowest = 0.05F;
+        m_count = std::min<std::uint8_t>(m_count, 200);
+        m_mean +=
+            std::max(slowest, 1.0F / static_cast<float>(++m_count)) * (static_cast<float>(size) - m_mean);
+    }
+
+private:
+    float m_mean = 0;
+    std::uint8_t m_count = 0;
+};
+
 enum class Order {
     Turns, ///< picture by picture
+    Loose, ///< channels overtake each other
     Runs, ///< several pictures of a channel, then several of the next
     EqualRuns, ///< runs whose length is known
 };
@@ -55,12 +86,22 @@ struct Channel {
     std::uint8_t groupsOfThatLength = 0;
     std::uint8_t pictureSetId = 0;
     float seconds = 0; ///< of pictures so far
+    std::array<SizeModel, 3> sizes; ///< of key, reference and other pictures
 };
+
+std::size_t sizeClass(const AccessUnit &picture)
+{
+    return picture.slice.isSync ? 0 : picture.slice.isReference ? 1 : 2;
+}
+
+double logSize(const AccessUnit &picture)
+{
+    return std::log2(static_cast<double>(picture.end - picture.offset));
+}
 
 struct State {
     std::array<Channel, maximumChannels> channels;
     double cost = 0;
-    double faults = 0; ///< the part of the cost that headers cause
     std::uint8_t last = Links::none; ///< the channel of the picture before
     std::uint32_t run = 0; ///< pictures since the channel changed
 };
@@ -68,7 +109,6 @@ struct State {
 /// A way to continue one of the states.
 struct Step {
     double cost = 0;
-    double faults = 0;
     std::uint8_t state = 0;
     std::uint8_t channel = 0;
 };
@@ -117,7 +157,7 @@ private:
             for (std::uint8_t channel = 0; channel < m_count; ++channel)
                 m_steps.push_back(stepTo(i, channel, index, isDamageNear));
             const double noise = picture.isSupported ? cost::supportedNoise : cost::noise;
-            m_steps.push_back({m_states[i].cost + noise, m_states[i].faults + noise, i, noChannel});
+            m_steps.push_back({m_states[i].cost + noise, i, noChannel});
         }
         const std::size_t kept = std::min(beamWidth, m_steps.size());
         std::partial_sort(m_steps.begin(), m_steps.begin() + static_cast<std::ptrdiff_t>(kept), m_steps.end(),
@@ -128,7 +168,6 @@ private:
             m_choices[index][i] = static_cast<std::uint8_t>(step.state << 4U | step.channel);
             m_next.push_back(m_states[step.state]);
             m_next.back().cost = step.cost;
-            m_next.back().faults = step.faults;
             if (step.channel != noChannel)
                 serve(m_next.back(), step.channel, index);
         }
@@ -152,7 +191,8 @@ private:
         if (isDamageNear)
             faults /= 2;
         faults += identityFaults(state, channelIndex, picture, index);
-        return {state.cost + faults + orderCost(state, channelIndex, picture), state.faults + faults,
+        return {state.cost + faults + sizeCost(state.channels[channelIndex], picture)
+                    + orderCost(state, channelIndex, picture, isDamageNear),
                 stateIndex, channelIndex};
     }
 
@@ -206,11 +246,22 @@ private:
         return faults;
     }
 
-    /// Is it the channel's turn?
-    [[nodiscard]] double orderCost(const State &state, std::uint8_t index, const AccessUnit &picture) const
+    /// Is it as large as the channel's pictures of its kind?
+    [[nodiscard]] static double sizeCost(const Channel &channel, const AccessUnit &picture)
     {
+        const SizeModel &model = channel.sizes[sizeClass(picture)];
+        return picture.isDamaged ? 0 : std::min(cost::mostSize, model.surprise(logSize(picture)));
+    }
+
+    /// Is it the channel's turn?
+    [[nodiscard]] double orderCost(const State &state, std::uint8_t index, const AccessUnit &picture,
+                                   bool isDamageNear) const
+    {
+        const auto earlier = static_cast<double>(countEarlier(state, index));
         if (m_order == Order::Turns)
-            return cost::turn * static_cast<double>(countEarlier(state, index));
+            return earlier * (isDamageNear ? cost::turnNearDamage : cost::turn);
+        if (m_order == Order::Loose)
+            return cost::noOrder + cost::anyTurn * earlier;
         const bool isStay = state.last == index;
         const bool isGap = picture.offset != m_lastEnd;
         double lag = 0;
@@ -218,7 +269,7 @@ private:
             const double ahead = (state.channels[index].seconds - state.channels[i].seconds) * rateOf(index);
             lag = std::max(lag, std::min(cost::mostLag, cost::lagPerPicture * ahead));
         }
-        const double turn = isStay ? 0 : 0.3 * static_cast<double>(countEarlier(state, index));
+        const double turn = isStay ? 0 : cost::anyTurn * earlier;
         if (m_order == Order::Runs)
             return lag + turn
                 + (isStay ? (isGap ? cost::stayAtGap : 0) : (isGap ? cost::leaveRunAtGap : cost::leaveRun));
@@ -279,6 +330,8 @@ private:
         channel.numbering.advance(picture.slice);
         channel.pictureSetId = picture.slice.pictureSetId;
         channel.sliceCount = picture.sliceCount;
+        if (!picture.isDamaged)
+            channel.sizes[sizeClass(picture)].learn(logSize(picture));
         if (picture.setsId != 0)
             channel.setsId = picture.setsId;
         state.run = state.last == index ? state.run + 1 : 1;
@@ -288,7 +341,7 @@ private:
     /// A channel that lost pictures isn't owed them.
     void keepUp(const State &state, Channel &channel, std::uint8_t index) const
     {
-        if (m_order != Order::Turns)
+        if (m_order != Order::Turns && m_order != Order::Loose)
             return;
         float ahead = 0;
         for (std::size_t i = 0; i < m_count; ++i)
@@ -317,7 +370,7 @@ private:
             links.channels[i] = channel == noChannel ? Links::none : channel;
             state = choice >> 4U;
         }
-        links.faults = m_states.front().faults;
+        links.cost = m_states.front().cost;
         return links;
     }
 
@@ -360,15 +413,21 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
 {
     if (channels.empty() || found.pictures.empty())
         return {std::vector<std::uint8_t>(found.pictures.size(), Links::none), 0};
-    Links best = Beam(codec, found, channels, losses, Order::Turns, 0).run();
-    if (channels.size() == 1 || best.faults == 0)
+    const auto link = [&](Order order, std::uint32_t runLength = 0) {
+        return Beam(codec, found, channels, losses, order, runLength).run();
+    };
+    Links best = link(Order::Turns);
+    if (channels.size() == 1)
         return best;
-    Links runs = Beam(codec, found, channels, losses, Order::Runs, 0).run();
+    const auto offer = [&best](Links links) {
+        if (links.cost < best.cost)
+            best = std::move(links);
+    };
+    offer(link(Order::Loose));
+    Links runs = link(Order::Runs);
     const std::uint32_t length = usualRun(runs.channels);
-    if (length > 1) {
-        Links equalRuns = Beam(codec, found, channels, losses, Order::EqualRuns, length).run();
-        if (equalRuns.faults <= runs.faults)
-            runs = std::move(equalRuns);
-    }
-    return runs.faults < best.faults ? runs : best;
+    offer(std::move(runs));
+    if (length > 1)
+        offer(link(Order::EqualRuns, length));
+    return best;
 }

@@ -10,14 +10,14 @@ struct Links {
     static constexpr std::uint8_t none = 0xff; ///< noise that looked like a picture
 
     std::vector<std::uint8_t> channels; ///< per picture: index of the channel, or none
-    double faults = 0; ///< how badly the pictures' headers fit, 0 for perfectly
+    double cost = 0; ///< how badly the pictures fit behind each other, 0 for perfectly
 };
 
 /// Tells the channels of a recording apart by the headers of the pictures alone: the sizes in parameter sets,
-/// the ids in use, the numbers that go on per channel, the length of its groups of pictures, and the order in
-/// which the channels take their turns. Several assignments are followed at a time, and the cheapest is kept;
-/// once for channels that take turns picture by picture, once for channels that come in runs. Near the
-/// losses, stretches of the file in their order, numbers may jump.
+/// the ids in use, the numbers that go on per channel, the length of its groups of pictures, the sizes of
+/// its pictures in bytes, and the order in which the channels take their turns. Several assignments are
+/// followed at a time, and the cheapest is kept; once for channels that take turns picture by picture, once
+/// for channels that come in runs. Near the losses, stretches of the file in their order, numbers may jump.
 /// Time: linear in the pictures. Memory: 16 bytes a picture.
 [[nodiscard]] Links linkChannels(VideoCodec codec, const AccessUnits &found,
                                  const std::vector<ChannelRequest> &channels,

@@ -12,13 +12,12 @@ constexpr int fewestBits = 4;
 constexpr int mostGuessedBits = 12;
 constexpr int usualOrderBits = 8;
 
-/// The share of the pictures whose number, read with that width, is that of one of the pictures before it or
-/// the next one.
+/// The share of the pictures whose number, read with that width, is the next one of a picture shortly before.
 double followingShare(const AccessUnits &found, int bits, std::size_t channelCount)
 {
     constexpr std::size_t sampleCount = 2000;
     const std::size_t count = std::min(found.pictures.size(), sampleCount);
-    const std::size_t window = 2 * channelCount + 1;
+    const std::size_t window = 4 * channelCount + 1;
     const std::uint32_t mask = (1U << static_cast<unsigned>(bits)) - 1;
     const auto numberOf = [&](std::size_t index) {
         const SliceStart &slice = found.pictures[index].slice;
@@ -31,7 +30,7 @@ double followingShare(const AccessUnits &found, int bits, std::size_t channelCou
             continue;
         ++tested;
         for (std::size_t back = 1; back <= std::min(i, window); ++back) {
-            if (((numberOf(i) - numberOf(i - back)) & mask) <= 1) {
+            if (((numberOf(i) - numberOf(i - back)) & mask) == 1) {
                 ++following;
                 break;
             }
