@@ -8,6 +8,8 @@
 namespace {
 
 constexpr std::size_t beamWidth = 8;
+constexpr std::size_t beamWidthAtLoss = 64; // it takes some pictures to tell how many are lost
+constexpr double mostLostPictures = 60;
 constexpr std::uint64_t damageReach = 64U << 10U; // bytes behind a loss in which numbers may jump
 
 // What it costs to give a picture to a channel that it fits badly. About natural logarithms of probabilities.
@@ -104,6 +106,7 @@ struct State {
     double cost = 0;
     std::uint8_t last = Links::none; ///< the channel of the picture before
     std::uint32_t run = 0; ///< pictures since the channel changed
+    std::uint8_t origin = 0; ///< its place among those kept after the picture before
 };
 
 /// A way to continue one of the states.
@@ -111,6 +114,12 @@ struct Step {
     double cost = 0;
     std::uint8_t state = 0;
     std::uint8_t channel = 0;
+};
+
+/// What led to a state.
+struct Choice {
+    std::uint8_t origin = 0; ///< the state before
+    std::uint8_t channel = 0; ///< of the picture
 };
 
 class Beam
@@ -131,27 +140,31 @@ public:
         for (Channel &channel : first.channels)
             channel.numbering = numbering;
         m_states.push_back(first);
+        for (const AccessUnit &picture : found.pictures)
+            m_usualSize += static_cast<double>(picture.end - picture.offset)
+                / static_cast<double>(found.pictures.size());
         for (std::size_t i = 1; i < m_count; ++i)
             m_haveEqualRates &= requests[i].framesPerSecond == requests[0].framesPerSecond;
     }
 
     Links run()
     {
-        m_choices.resize(m_found.pictures.size());
+        m_layers.resize(m_found.pictures.size());
         for (std::uint32_t i = 0; i < m_found.pictures.size(); ++i)
             take(i);
         return result();
     }
 
 private:
-    /// For each state kept: which one it comes from, and the channel of the picture.
-    using Choices = std::array<std::uint8_t, beamWidth>;
-    static constexpr std::uint8_t noChannel = 15;
+    static constexpr std::uint8_t noChannel = Links::none;
 
     void take(std::uint32_t index)
     {
         const AccessUnit &picture = m_found.pictures[index];
-        const bool isDamageNear = passLosses(picture);
+        const std::uint64_t lost = passLosses(picture);
+        if (lost != 0 && m_order == Order::Turns)
+            fillLoss(lost, index);
+        const bool isDamageNear = m_lastLossEnd != 0 && picture.offset < m_lastLossEnd + damageReach;
         m_steps.clear();
         for (std::uint8_t i = 0; i < m_states.size(); ++i) {
             for (std::uint8_t channel = 0; channel < m_count; ++channel)
@@ -159,27 +172,79 @@ private:
             const double noise = picture.isSupported ? cost::supportedNoise : cost::noise;
             m_steps.push_back({m_states[i].cost + noise, i, noChannel});
         }
-        const std::size_t kept = std::min(beamWidth, m_steps.size());
+        const std::size_t width = index < m_wideUntil ? beamWidthAtLoss : beamWidth;
+        const std::size_t kept = std::min(width, m_steps.size());
         std::partial_sort(m_steps.begin(), m_steps.begin() + static_cast<std::ptrdiff_t>(kept), m_steps.end(),
                           [](const Step &a, const Step &b) { return a.cost < b.cost; });
-        m_next.clear();
-        for (std::size_t i = 0; i < kept; ++i) {
-            const Step &step = m_steps[i];
-            m_choices[index][i] = static_cast<std::uint8_t>(step.state << 4U | step.channel);
-            m_next.push_back(m_states[step.state]);
-            m_next.back().cost = step.cost;
-            if (step.channel != noChannel)
-                serve(m_next.back(), step.channel, index);
-        }
-        m_states.swap(m_next);
+        m_steps.resize(kept);
+        follow(index);
         m_lastEnd = picture.end;
     }
 
-    bool passLosses(const AccessUnit &picture)
+    /// Makes the steps that are kept the states.
+    void follow(std::uint32_t index)
     {
-        while (m_nextLoss < m_losses.size() && m_losses[m_nextLoss].offset < picture.offset)
-            m_lastLossEnd = m_losses[m_nextLoss++].end();
-        return m_lastLossEnd != 0 && picture.offset < m_lastLossEnd + damageReach;
+        m_layers[index] = m_choices.size();
+        m_next.clear();
+        for (const Step &step : m_steps) {
+            State &next = m_next.emplace_back(m_states[step.state]);
+            m_choices.push_back({next.origin, step.channel});
+            next.cost = step.cost;
+            next.origin = static_cast<std::uint8_t>(m_next.size() - 1);
+            if (step.channel != noChannel)
+                serve(next, step.channel, index);
+        }
+        m_states.swap(m_next);
+    }
+
+    /// Each state with 0, 1, 2 ... pictures lost, whose turn it was; about as many as there is room for.
+    void fillLoss(std::uint64_t lost, std::uint32_t index)
+    {
+        const double expected = std::min(mostLostPictures / 2, static_cast<double>(lost) / m_usualSize);
+        const double spread = 1 + 0.3 * expected;
+        const auto most = static_cast<int>(expected + 2 * spread);
+        m_next.clear();
+        for (State &state : m_states) {
+            const double before = state.cost;
+            for (int count = 0; count <= most; ++count) {
+                const double off = (count - expected) / spread;
+                state.cost = before + 0.5 * off * off;
+                m_next.push_back(state);
+                skipTurn(state, index);
+            }
+        }
+        const std::size_t kept = std::min(beamWidthAtLoss, m_next.size());
+        std::partial_sort(m_next.begin(), m_next.begin() + static_cast<std::ptrdiff_t>(kept), m_next.end(),
+                          [](const State &a, const State &b) { return a.cost < b.cost; });
+        m_next.resize(kept);
+        m_states.swap(m_next);
+        m_wideUntil = index + 4 * static_cast<std::uint32_t>(m_count);
+    }
+
+    /// The channel whose turn it is has lost a picture.
+    void skipTurn(State &state, std::uint32_t index) const
+    {
+        std::uint8_t next = 0;
+        for (std::uint8_t i = 0; i < m_count; ++i)
+            next = countEarlier(state, i) == 0 ? i : next;
+        Channel &channel = state.channels[next];
+        channel.served = index;
+        if (!channel.numbering.hasStarted())
+            return;
+        const bool isSync = channel.groupsOfThatLength > 0 && channel.inGroup >= channel.groupLength;
+        channel.numbering.skip(isSync);
+        channel.inGroup = static_cast<std::uint16_t>(isSync ? 1 : channel.inGroup + 1);
+    }
+
+    /// How many bytes are lost directly before the picture.
+    std::uint64_t passLosses(const AccessUnit &picture)
+    {
+        std::uint64_t lost = 0;
+        for (; m_nextLoss < m_losses.size() && m_losses[m_nextLoss].offset < picture.offset; ++m_nextLoss) {
+            lost += m_losses[m_nextLoss].size;
+            m_lastLossEnd = m_losses[m_nextLoss].end();
+        }
+        return lost;
     }
 
     [[nodiscard]] Step stepTo(std::uint8_t stateIndex, std::uint8_t channelIndex, std::uint32_t index,
@@ -269,7 +334,7 @@ private:
             const double ahead = (state.channels[index].seconds - state.channels[i].seconds) * rateOf(index);
             lag = std::max(lag, std::min(cost::mostLag, cost::lagPerPicture * ahead));
         }
-        const double turn = isStay ? 0 : cost::anyTurn * earlier;
+        const double turn = isStay ? 0 : cost::turn * earlier;
         if (m_order == Order::Runs)
             return lag + turn
                 + (isStay ? (isGap ? cost::stayAtGap : 0) : (isGap ? cost::leaveRunAtGap : cost::leaveRun));
@@ -362,13 +427,12 @@ private:
     [[nodiscard]] Links result() const
     {
         Links links;
-        links.channels.resize(m_choices.size());
+        links.channels.resize(m_layers.size());
         std::size_t state = 0;
-        for (std::size_t i = m_choices.size(); i-- > 0;) {
-            const std::uint8_t choice = m_choices[i][state];
-            const std::uint8_t channel = choice & 0xfU;
-            links.channels[i] = channel == noChannel ? Links::none : channel;
-            state = choice >> 4U;
+        for (std::size_t i = m_layers.size(); i-- > 0;) {
+            const Choice &choice = m_choices[m_layers[i] + state];
+            links.channels[i] = choice.channel;
+            state = choice.origin;
         }
         links.cost = m_states.front().cost;
         return links;
@@ -387,7 +451,10 @@ private:
     std::vector<State> m_states;
     std::vector<State> m_next;
     std::vector<Step> m_steps;
-    std::vector<Choices> m_choices;
+    double m_usualSize = 1; ///< of a picture, in bytes
+    std::uint32_t m_wideUntil = 0; ///< a picture's index
+    std::vector<Choice> m_choices; ///< of all states that were kept
+    std::vector<std::size_t> m_layers; ///< where those of each picture begin
 };
 
 /// The usual number of pictures that one channel has in a row.

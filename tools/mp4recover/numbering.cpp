@@ -97,6 +97,15 @@ void Numbering::advance(const SliceStart &slice)
     m_hasStarted = true;
 }
 
+void Numbering::skip(bool restartsCount)
+{
+    SliceStart slice;
+    slice.restartsCount = restartsCount;
+    const std::uint32_t next = m_codec == VideoCodec::H264 ? m_mark : m_mark + 1;
+    slice.restBits = next << (bitsAvailable - m_bits);
+    advance(slice);
+}
+
 int counterBitsOf(VideoCodec codec, const AccessUnits &found, std::size_t channelCount)
 {
     std::map<int, std::size_t> told;

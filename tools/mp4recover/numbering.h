@@ -23,6 +23,8 @@ public:
     [[nodiscard]] bool hasStarted() const { return m_hasStarted; }
     [[nodiscard]] Fit fit(const SliceStart &slice) const;
     void advance(const SliceStart &slice);
+    /// As if a picture had been there that others refer to.
+    void skip(bool restartsCount);
 
 private:
     [[nodiscard]] std::uint32_t numberOf(const SliceStart &slice) const;
