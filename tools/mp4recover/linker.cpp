@@ -26,10 +26,8 @@ constexpr double offGroupPerPicture = 2;
 constexpr double mostOffGroup = 12;
 constexpr double mostOffUnsureGroup = 2;
 constexpr double beyondGroup = 4;
-constexpr double turn = 3;
-constexpr double turnNearDamage = 1;
-constexpr double anyTurn = 0.3;
-constexpr double noOrder = 0.7;
+constexpr double leastTurn = 0.5;
+constexpr double mostTurn = 8;
 constexpr double lateBegin = 0.2; // per picture of the others
 constexpr double mostLateBegin = 8;
 constexpr double mostSize = 5;
@@ -37,7 +35,7 @@ constexpr double noise = 12;
 constexpr double supportedNoise = 30;
 constexpr double leaveRun = 1.5;
 constexpr double leaveRunAtGap = 0.7;
-constexpr double stayAtGap = 0.2;
+constexpr double stayAtGap = 0.5;
 constexpr double lagPerPicture = 0.01;
 constexpr double mostLag = 1;
 constexpr double runTooShort = 2;
@@ -51,13 +49,13 @@ class SizeModel
 public:
     /// How far off a size is: 0.5 for one standard deviation as cameras have it. Nothing while little is
     /// known.
-    [[nodiscard]] double surprise(double size) const
+    [[nodiscard]] double surprise(double size, double variance) const
     {
-        constexpr double variance = 0.4;
         constexpr int sureCount = 8;
         const double deviation = size - m_mean;
         return deviation * deviation / (2 * variance) * std::min<int>(m_count, sureCount) / sureCount;
     }
+    [[nodiscard]] double deviation(double size) const { return m_count == 0 ? 0 : size - m_mean; }
     void learn(double size)
     {
         constexpr float slowest = 0.05F;
@@ -71,9 +69,14 @@ private:
     std::uint8_t m_count = 0;
 };
 
+/// What a first assignment tells of a recording.
+struct Habits {
+    double turnCost = 3; ///< of each channel that is passed over
+    std::array<double, 3> sizeVariances{0.4, 0.4, 0.4}; ///< by size class
+};
+
 enum class Order {
     Turns, ///< picture by picture
-    Loose, ///< channels overtake each other
     Runs, ///< several pictures of a channel, then several of the next
     EqualRuns, ///< runs whose length is known
 };
@@ -126,10 +129,11 @@ class Beam
 {
 public:
     Beam(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &requests,
-         const std::vector<Span> &losses, Order order, std::uint32_t runLength)
+         const std::vector<Span> &losses, const Habits &habits, Order order, std::uint32_t runLength)
         : m_found(found)
         , m_requests(requests)
         , m_losses(losses)
+        , m_habits(habits)
         , m_order(order)
         , m_runLength(runLength)
         , m_count(std::min(requests.size(), maximumChannels))
@@ -312,10 +316,13 @@ private:
     }
 
     /// Is it as large as the channel's pictures of its kind?
-    [[nodiscard]] static double sizeCost(const Channel &channel, const AccessUnit &picture)
+    [[nodiscard]] double sizeCost(const Channel &channel, const AccessUnit &picture) const
     {
-        const SizeModel &model = channel.sizes[sizeClass(picture)];
-        return picture.isDamaged ? 0 : std::min(cost::mostSize, model.surprise(logSize(picture)));
+        const std::size_t kind = sizeClass(picture);
+        const SizeModel &model = channel.sizes[kind];
+        return picture.isDamaged
+            ? 0
+            : std::min(cost::mostSize, model.surprise(logSize(picture), m_habits.sizeVariances[kind]));
     }
 
     /// Is it the channel's turn?
@@ -324,9 +331,7 @@ private:
     {
         const auto earlier = static_cast<double>(countEarlier(state, index));
         if (m_order == Order::Turns)
-            return earlier * (isDamageNear ? cost::turnNearDamage : cost::turn);
-        if (m_order == Order::Loose)
-            return cost::noOrder + cost::anyTurn * earlier;
+            return earlier * (isDamageNear ? std::min(1.0, m_habits.turnCost) : m_habits.turnCost);
         const bool isStay = state.last == index;
         const bool isGap = picture.offset != m_lastEnd;
         double lag = 0;
@@ -334,7 +339,7 @@ private:
             const double ahead = (state.channels[index].seconds - state.channels[i].seconds) * rateOf(index);
             lag = std::max(lag, std::min(cost::mostLag, cost::lagPerPicture * ahead));
         }
-        const double turn = isStay ? 0 : cost::turn * earlier;
+        const double turn = isStay ? 0 : m_habits.turnCost * earlier;
         if (m_order == Order::Runs)
             return lag + turn
                 + (isStay ? (isGap ? cost::stayAtGap : 0) : (isGap ? cost::leaveRunAtGap : cost::leaveRun));
@@ -406,7 +411,7 @@ private:
     /// A channel that lost pictures isn't owed them.
     void keepUp(const State &state, Channel &channel, std::uint8_t index) const
     {
-        if (m_order != Order::Turns && m_order != Order::Loose)
+        if (m_order != Order::Turns)
             return;
         float ahead = 0;
         for (std::size_t i = 0; i < m_count; ++i)
@@ -441,6 +446,7 @@ private:
     const AccessUnits &m_found;
     const std::vector<ChannelRequest> &m_requests;
     const std::vector<Span> &m_losses;
+    Habits m_habits;
     Order m_order;
     std::uint32_t m_runLength;
     std::size_t m_count;
@@ -473,6 +479,43 @@ std::uint32_t usualRun(const std::vector<std::uint8_t> &channels)
     return *middle;
 }
 
+/// How often channels were passed over, and how much the sizes of their pictures vary.
+Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels, std::size_t channelCount)
+{
+    std::vector<std::size_t> served(channelCount, 0);
+    std::vector<std::array<SizeModel, 3>> models(channelCount);
+    std::array<double, 3> squares{};
+    std::array<std::size_t, 3> counts{};
+    std::size_t passedOver = 0;
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (channels[i] == Links::none)
+            continue;
+        const std::uint8_t channel = channels[i];
+        passedOver += static_cast<std::size_t>(std::count_if(
+            served.begin(), served.end(), [&](std::size_t other) { return other < served[channel]; }));
+        served[channel] = i + 1;
+        const std::size_t kind = sizeClass(found.pictures[i]);
+        const double size = logSize(found.pictures[i]);
+        const double deviation = models[channel][kind].deviation(size);
+        squares[kind] += deviation * deviation;
+        ++counts[kind];
+        models[channel][kind].learn(size);
+    }
+    Habits habits;
+    habits.turnCost = std::clamp(
+        -std::log((static_cast<double>(passedOver) + 0.5) / (static_cast<double>(channels.size()) + 1)),
+        cost::leastTurn, cost::mostTurn);
+    for (std::size_t kind = 0; kind < counts.size(); ++kind) {
+        constexpr std::size_t fewest = 20;
+        constexpr double caution = 2; // sizes of neighbouring pictures depend on each other
+        constexpr double leastVariance = 0.02;
+        if (counts[kind] >= fewest)
+            habits.sizeVariances[kind] =
+                caution * std::max(leastVariance, squares[kind] / static_cast<double>(counts[kind]));
+    }
+    return habits;
+}
+
 } // namespace
 
 Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &channels,
@@ -480,21 +523,29 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
 {
     if (channels.empty() || found.pictures.empty())
         return {std::vector<std::uint8_t>(found.pictures.size(), Links::none), 0};
+    Habits habits;
     const auto link = [&](Order order, std::uint32_t runLength = 0) {
-        return Beam(codec, found, channels, losses, order, runLength).run();
+        return Beam(codec, found, channels, losses, habits, order, runLength).run();
     };
     Links best = link(Order::Turns);
     if (channels.size() == 1)
         return best;
     const auto offer = [&best](Links links) {
-        if (links.cost < best.cost)
+        const bool isBetter = links.cost < best.cost;
+        if (isBetter)
             best = std::move(links);
+        return isBetter;
     };
-    offer(link(Order::Loose));
     Links runs = link(Order::Runs);
     const std::uint32_t length = usualRun(runs.channels);
-    offer(std::move(runs));
-    if (length > 1)
-        offer(link(Order::EqualRuns, length));
+    bool isInTurns = !offer(std::move(runs));
+    for (const std::uint32_t divisor : {1U, 2U, 3U}) {
+        if (length % divisor == 0 && length / divisor > 1)
+            isInTurns &= !offer(link(Order::EqualRuns, length / divisor));
+    }
+    if (isInTurns) {
+        habits = habitsOf(found, best.channels, channels.size());
+        best = link(Order::Turns);
+    }
     return best;
 }
