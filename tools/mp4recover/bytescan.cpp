@@ -35,9 +35,9 @@ constexpr std::uint64_t groupSize = 2 * sizeof(Lanes);
     load(third, bytes + 2);
     load(fifth, bytes + 4);
     load(sixth, bytes + 5);
-    const auto tag = ((first == 'D') | (first == 'G') | (first == 'S'))
-        & ((second == 'A') | (second == 'P') | (second == 'H'))
-        & ((third == 'T') | (third == 'S') | (third == 'O'));
+    const auto tag = ((first == 'D') | (first == 'G') | (first == 'S') | (first == 'm'))
+        & ((second == 'A') | (second == 'P') | (second == 'H') | (second == 'o'))
+        & ((third == 'T') | (third == 'S') | (third == 'O') | (third == 'o'));
     const Lanes h264Type = fifth & 0x9f;
     const auto h264 = (h264Type == 1) | (Lanes(h264Type - 5) <= 7);
     const auto h265 = ((fifth & 0x81) == 0) & (Lanes(sixth - 1) <= 6);
@@ -70,7 +70,7 @@ FOR_EACH_PROCESSOR std::uint64_t nextSuspect(const std::uint8_t *bytes, std::uin
 bool isTag(const std::uint8_t *bytes)
 {
     return std::memcmp(bytes, "DAT", 3) == 0 || std::memcmp(bytes, "GPS", 3) == 0
-        || std::memcmp(bytes, "SHO", 3) == 0;
+        || std::memcmp(bytes, "SHO", 3) == 0 || std::memcmp(bytes, "moov", 4) == 0;
 }
 
 bool isUnitStart(const std::uint8_t *bytes)
@@ -115,6 +115,7 @@ void test(const std::uint8_t *bytes, std::uint64_t at, ScanHits &hits)
     case 'D':
     case 'G':
     case 'S':
+    case 'm':
         if (isTag(bytes))
             hits.tags.push_back(at);
         break;

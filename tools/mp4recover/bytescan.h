@@ -7,7 +7,7 @@
 
 /// Places in the file that are worth a closer look, each list in file order.
 struct ScanHits {
-    /// "DAT", "GPS" or "SHO".
+    /// "DAT", "GPS", "SHO" or "moov".
     std::vector<std::uint64_t> tags;
     /// A length below 4 MiB with a header byte behind it that H.264 or H.265 have.
     std::vector<std::uint64_t> unitStarts;

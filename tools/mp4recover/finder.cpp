@@ -1,9 +1,12 @@
 #include "finder.h"
 
+#include "channelsets.h"
+
 #include "common/mappedfile.h"
 #include "linker.h"
 #include "remains.h"
 #include "staletail.h"
+#include "trustedindex.h"
 
 #include <algorithm>
 
@@ -22,16 +25,6 @@ std::vector<ChannelRequest> channelsOf(Bytes bytes, const std::vector<ChannelReq
             return channels;
     }
     return {ChannelRequest{}};
-}
-
-void addSets(Channel &channel, const SetGroup &group)
-{
-    constexpr std::size_t mostSets = 64;
-    for (const ParameterSet &set : group.sets) {
-        const auto &known = channel.parameterSets;
-        if (known.size() < mostSets && std::find(known.begin(), known.end(), set) == known.end())
-            channel.parameterSets.push_back(set);
-    }
 }
 
 class ChannelBuilder
@@ -92,7 +85,8 @@ std::vector<Channel> buildChannels(VideoCodec codec, const AccessUnits &found, c
             continue;
         builders[channel].add(found.pictures[i]);
         if (found.pictures[i].setsId != 0)
-            addSets(channels[channel], found.sets[found.pictures[i].setsId - 1U]);
+            for (const ParameterSet &set : found.sets[found.pictures[i].setsId - 1U].sets)
+                addSet(channels[channel], set);
     }
     return channels;
 }
@@ -106,27 +100,65 @@ std::vector<Unit> withoutLengths(const std::vector<FoundUnit> &found)
     return units;
 }
 
+/// The sets of an index whose tables are wrong may still be those of the recording.
+void addSetsOf(const std::vector<IndexTrack> &tracks, std::vector<Channel> &channels)
+{
+    std::size_t next = 0;
+    for (const IndexTrack &track : tracks) {
+        if (track.kind != IndexTrack::Kind::Video || next == channels.size())
+            continue;
+        Channel &channel = channels[next++];
+        const bool isOther = channel.request
+            && (channel.request->width != track.width || channel.request->height != track.height);
+        if (isOther || channel.codec != track.codec)
+            continue;
+        for (const ParameterSet &set : track.parameterSets)
+            addSet(channel, set);
+    }
+}
+
+Findings findWithoutIndex(Bytes bytes, Span payload, const Landmarks &landmarks,
+                          const std::vector<ChannelRequest> &channels)
+{
+    Findings findings;
+    Remains remains = classifyRemains(bytes, payload, landmarks);
+    findings.sound = std::move(remains.sound);
+    findings.losses = std::move(remains.losses);
+    const AccessUnits found = groupUnits(bytes, landmarks.codec, landmarks.units);
+    const Links links = linkChannels(landmarks.codec, found, channels, findings.losses);
+    findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
+    findings.units = withoutLengths(found.units);
+    return findings;
+}
+
 } // namespace
 
 Findings findRecording(const MappedFile &file, const std::vector<ChannelRequest> &requests,
                        const Progress &progress)
 {
     const Bytes bytes = file.bytes();
-    const std::vector<Span> boxes;
-    Span payload{0, bytes.size()};
-    Landmarks landmarks = searchUnits(file, payload, boxes, progress);
-    payload.size = recordingEnd(bytes, payload, landmarks) - payload.offset;
-    cutOff(landmarks, payload.end());
+    Span payload{mediaBegin(bytes), 0};
+    payload.size = bytes.size() - payload.offset;
+    Landmarks landmarks = searchUnits(file, payload.offset, progress);
+    const std::uint64_t end = recordingEnd(bytes, payload, landmarks);
+    const bool isTailStale = end != payload.end();
+    payload.size = end - payload.offset;
+    cutOff(landmarks, end);
 
-    Findings findings;
-    Remains remains = classifyRemains(bytes, payload, boxes, landmarks);
-    findings.sound = std::move(remains.sound);
-    findings.losses = std::move(remains.losses);
-    findings.clock = clockOf(landmarks.blocks);
-    const AccessUnits found = groupUnits(bytes, landmarks.codec, landmarks.units);
     const std::vector<ChannelRequest> channels = channelsOf(bytes, requests, landmarks);
-    const Links links = linkChannels(landmarks.codec, found, channels, findings.losses);
-    findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
-    findings.units = withoutLengths(found.units);
+    Findings findings;
+    for (const Box &index : landmarks.indexes) {
+        const std::vector<IndexTrack> tracks = tracksOf(bytes, index);
+        if (!isTailStale && isTrustworthy(bytes, tracks, landmarks)) {
+            findings = findingsOf(bytes, tracks, channels);
+            break;
+        }
+    }
+    if (!findings.isIndexTrusted) {
+        findings = findWithoutIndex(bytes, payload, landmarks, channels);
+        for (const Box &index : landmarks.indexes)
+            addSetsOf(tracksOf(bytes, index), findings.channels);
+    }
+    findings.clock = clockOf(landmarks.blocks);
     return findings;
 }

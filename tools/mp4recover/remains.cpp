@@ -64,8 +64,7 @@ Gap gapOf(Bytes bytes, VideoCodec codec, Span span)
 }
 
 /// Calls `take(Span)` for each stretch of the payload that no landmark covers, in order.
-template <typename Take>
-void forEachGap(Span payload, const std::vector<Span> &boxes, const Landmarks &landmarks, Take take)
+template <typename Take> void forEachGap(Span payload, const Landmarks &landmarks, Take take)
 {
     std::size_t unit = 0;
     std::size_t block = 0;
@@ -84,8 +83,8 @@ void forEachGap(Span payload, const std::vector<Span> &boxes, const Landmarks &l
             offer(landmarks.units[unit].offset, landmarks.units[unit].end(), unit);
         if (block < landmarks.blocks.size())
             offer(landmarks.blocks[block].offset, landmarks.blocks[block].end(), block);
-        if (box < boxes.size())
-            offer(boxes[box].offset, boxes[box].end(), box);
+        if (box < landmarks.boxes.size())
+            offer(landmarks.boxes[box].offset, landmarks.boxes[box].end(), box);
         if (next.offset > at)
             take(Span{at, next.offset - at});
         if (chosen == nullptr)
@@ -263,10 +262,10 @@ private:
 
 } // namespace
 
-Remains classifyRemains(Bytes bytes, Span payload, const std::vector<Span> &boxes, const Landmarks &landmarks)
+Remains classifyRemains(Bytes bytes, Span payload, const Landmarks &landmarks)
 {
     std::vector<Gap> gaps;
-    forEachGap(payload, boxes, landmarks,
+    forEachGap(payload, landmarks,
                [&](const Span &span) { gaps.push_back(gapOf(bytes, landmarks.codec, span)); });
     return Classification(bytes, std::move(gaps), landmarks).run();
 }

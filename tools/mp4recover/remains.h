@@ -10,6 +10,5 @@ struct Remains {
 
 /// Tells sound from padding and from what damage left over. AAC in MP4 and PCM have no headers, so sound is
 /// what nothing else claims, told by its beginnings and by how its numbers follow each other. Looks only at
-/// [payload.offset, payload.end()), not into the boxes.
-[[nodiscard]] Remains classifyRemains(Bytes bytes, Span payload, const std::vector<Span> &boxes,
-                                      const Landmarks &landmarks);
+/// [payload.offset, payload.end()).
+[[nodiscard]] Remains classifyRemains(Bytes bytes, Span payload, const Landmarks &landmarks);

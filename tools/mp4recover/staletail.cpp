@@ -83,4 +83,5 @@ void cutOff(Landmarks &landmarks, std::uint64_t end)
     std::erase_if(landmarks.units, isBehind);
     std::erase_if(landmarks.soundFrames, isBehind);
     std::erase_if(landmarks.blocks, isBehind);
+    std::erase_if(landmarks.boxes, isBehind);
 }

@@ -17,12 +17,11 @@ constexpr double decisiveLead = 500; // of one codec's score over the other's
 class Search
 {
 public:
-    Search(const MappedFile &file, Span payload, const std::vector<Span> &boxes)
+    Search(const MappedFile &file, std::uint64_t begin)
         : m_file(file)
         , m_bytes(file.bytes())
-        , m_end(std::min<std::uint64_t>(payload.end(), m_bytes.size()))
-        , m_boxes(boxes)
-        , m_stretchBegin(std::min(payload.offset, m_end))
+        , m_end(m_bytes.size())
+        , m_stretchBegin(std::min(begin, m_end))
         , m_released(m_stretchBegin)
     {
     }
@@ -49,32 +48,55 @@ private:
         for (const std::uint64_t tag : m_hits.tags) {
             if (tag < m_stretchBegin)
                 continue;
-            passBoxes(tag);
-            const auto block = tag < m_stretchBegin ? std::nullopt : blockAt(m_bytes.first(m_end), tag);
-            if (!block || m_landmarks.blocks.size() == mostBlocks)
-                continue;
-            searchUntil(tag, StretchEnd::Known);
-            m_stretchBegin = block->end();
-            m_landmarks.blocks.push_back(*block);
+            if (m_bytes[tag] == 'm')
+                takeIndex(tag);
+            else
+                takeBlock(tag);
         }
         m_hits.tags.clear();
-        passBoxes(scanned);
         if (scanned > m_stretchBegin
             && (scanned - m_stretchBegin > longestStretch || m_hits.count() > mostHits))
             searchPart(scanned);
         m_hits.dropBefore(m_stretchBegin);
     }
 
-    /// Ends the stretch at each box that begins before the limit.
-    void passBoxes(std::uint64_t limit)
+    void takeBlock(std::uint64_t tag)
     {
-        for (; m_nextBox < m_boxes.size() && m_boxes[m_nextBox].offset < limit; ++m_nextBox) {
-            const Span &box = m_boxes[m_nextBox];
-            if (box.end() <= m_stretchBegin)
-                continue;
-            if (box.offset > m_stretchBegin)
-                searchUntil(box.offset, StretchEnd::Known);
-            m_stretchBegin = std::min(box.end(), m_end);
+        const auto block = m_landmarks.blocks.size() < mostBlocks ? blockAt(m_bytes, tag) : std::nullopt;
+        if (!block)
+            return;
+        searchUntil(tag, StretchEnd::Known);
+        m_stretchBegin = block->end();
+        m_landmarks.blocks.push_back(*block);
+    }
+
+    /// `tag` is where the box' type stands, behind its size.
+    void takeIndex(std::uint64_t tag)
+    {
+        constexpr std::uint64_t sizeSize = 4;
+        constexpr std::size_t mostIndexes = 8;
+        if (tag < m_stretchBegin + sizeSize || m_landmarks.indexes.size() == mostIndexes)
+            return;
+        const auto index = indexAt(m_bytes, tag - sizeSize);
+        if (!index)
+            return;
+        searchUntil(index->span.offset, StretchEnd::Known);
+        m_landmarks.indexes.push_back(*index);
+        m_stretchBegin = index->span.end();
+        m_landmarks.boxes.push_back(index->span);
+        passBoxes();
+    }
+
+    /// Other boxes may stand behind the index.
+    void passBoxes()
+    {
+        while (const auto box = boxAt(m_bytes, m_stretchBegin, m_end)) {
+            const bool isKnown = box->is("free") || box->is("skip") || box->is("udta") || box->is("uuid")
+                || box->is("meta") || box->is("mfra");
+            if (!isKnown || !box->isWhole)
+                return;
+            m_landmarks.boxes.push_back(box->span);
+            m_stretchBegin = box->span.end();
         }
     }
 
@@ -133,8 +155,6 @@ private:
     const MappedFile &m_file;
     Bytes m_bytes;
     std::uint64_t m_end;
-    const std::vector<Span> &m_boxes;
-    std::size_t m_nextBox = 0;
     std::uint64_t m_stretchBegin; ///< all before it is searched
     std::uint64_t m_released;
     ScanHits m_hits;
@@ -145,8 +165,7 @@ private:
 
 } // namespace
 
-Landmarks searchUnits(const MappedFile &file, Span payload, const std::vector<Span> &boxes,
-                      const Progress &progress)
+Landmarks searchUnits(const MappedFile &file, std::uint64_t begin, const Progress &progress)
 {
-    return Search(file, payload, boxes).run(progress);
+    return Search(file, begin).run(progress);
 }

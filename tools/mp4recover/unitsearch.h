@@ -1,6 +1,7 @@
 #pragma once
 
 #include "blocks.h"
+#include "boxes.h"
 #include "stretchsearch.h"
 
 #include <functional>
@@ -15,9 +16,9 @@ struct Landmarks {
     std::vector<Span>
         soundFrames; ///< with a header of MPEG audio layer III; by chance there are some in any file
     std::vector<Block> blocks;
+    std::vector<Box> indexes; ///< each box "moov", wherever it stands
+    std::vector<Span> boxes; ///< these, and the boxes behind them
 };
 
-/// Searches [payload.offset, payload.end()) once from start to end, without the boxes, which are in file
-/// order and don't overlap. Memory: what is found, and the mapping of some megabytes.
-[[nodiscard]] Landmarks searchUnits(const MappedFile &file, Span payload, const std::vector<Span> &boxes,
-                                    const Progress &progress);
+/// Searches the file once from `begin` to its end. Memory: what is found, and the mapping of some megabytes.
+[[nodiscard]] Landmarks searchUnits(const MappedFile &file, std::uint64_t begin, const Progress &progress);
