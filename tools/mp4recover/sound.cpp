@@ -206,12 +206,15 @@ public:
 
     SoundResult writeAll(const std::vector<Span> &stretches)
     {
-        std::uint64_t end = stretches.empty() ? 0 : stretches.front().offset;
+        std::uint64_t end = 0;
         bool wasFaulty = false;
         for (const Span &stretch : stretches) {
             Pending pending{{stretch, 0}, {}};
             const bool isFaulty = !decode(pending);
-            const bool isAfterLoss = wasFaulty || isLossBetween(end, stretch.offset);
+            // Bytes that merely looked like sound, before there was any.
+            if (pending.piece.samples == 0 && m_waiting.empty() && m_result.seconds <= 0)
+                continue;
+            const bool isAfterLoss = wasFaulty || (end > 0 && isLossBetween(end, stretch.offset));
             wasFaulty = isFaulty;
             end = stretch.end();
             if (isAfterLoss && !m_waiting.empty())

@@ -243,17 +243,10 @@ void setShown(VideoTimes &times, const std::vector<std::uint32_t> &order)
 
 ClockLine::ClockLine(const std::vector<ClockMark> &marks)
 {
-    const auto second = [](const ClockMark &mark) { return std::floor(mark.seconds); };
-    std::size_t first = 1;
-    while (first < marks.size() && second(marks[first]) == second(marks[0]))
-        ++first;
-    std::size_t last = marks.empty() ? 0 : marks.size() - 1;
-    while (last > first && second(marks[last]) == second(marks[last - 1]))
-        --last;
-    for (std::size_t i = first; i <= last && i < marks.size(); ++i)
+    for (const ClockMark &mark : marks)
         if (m_marks.empty()
-            || (marks[i].offset > m_marks.back().offset && marks[i].seconds >= m_marks.back().seconds))
-            m_marks.push_back(marks[i]);
+            || (mark.offset > m_marks.back().offset && mark.seconds >= m_marks.back().seconds))
+            m_marks.push_back(mark);
     if (m_marks.size() >= 2 && m_marks.back().seconds - m_marks.front().seconds < 0.5)
         m_marks.clear();
 }

@@ -10,9 +10,9 @@ class ClockLine
 {
 public:
     explicit ClockLine(const std::vector<ClockMark> &marks);
-    /// Does it tell anything? It takes two readings that differ by a second.
+    /// Does it tell anything?
     [[nodiscard]] bool isUsable() const { return m_marks.size() >= 2; }
-    /// The readings between the first and the last change of the second; only these are whole.
+    /// Readings that rise with the file.
     [[nodiscard]] const std::vector<ClockMark> &marks() const { return m_marks; }
     /// Seconds at that byte, continued beyond both ends.
     [[nodiscard]] double at(std::uint64_t offset) const;
