@@ -159,7 +159,7 @@ QCoro::Task<> ProcessManager::passSettingsOn(QString text, quint64 reading)
 {
     const QPointer<ProcessManager> self(this);
     const QString disk = m_readDevice.value_or(QString());
-    const auto volume = findCardVolume(m_desktop.volumeList->volumes());
+    const auto volume = findCardVolume(m_desktop.volumeList->listing().volumes);
     if (!volume || !isOnDisk(volume->devicePath, disk))
         co_await m_desktop.volumeList->waitForVolumeOf(disk);
     if (self && isCurrent(reading))
@@ -227,7 +227,10 @@ std::optional<QString> ProcessManager::readConfig(const QString &name) const
 
 std::optional<QString> ProcessManager::getSDCardPath(const QString &name) const
 {
-    const auto volume = findCardVolume(m_desktop.volumeList->volumes());
+    const VolumeListing listing = m_desktop.volumeList->listing();
+    if (!listing.error.isEmpty())
+        logLine(QStringLiteral("FileExtractor] getSDCardPath failed: ") + listing.error);
+    const auto volume = findCardVolume(listing.volumes);
     if (!volume)
         return std::nullopt;
     return volume->rootPath + u'/' + name;

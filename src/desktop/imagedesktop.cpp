@@ -48,11 +48,11 @@ public:
             m_folder = QFileInfo(*folder).absoluteFilePath();
     }
 
-    QList<Volume> volumes() const override
+    [[nodiscard]] VolumeListing listing() const override
     {
         if (m_folder.isEmpty() || !m_card.hasCard() || !QFileInfo(m_folder).isDir())
             return {};
-        return {{QStringLiteral("NO NAME"), QDir::cleanPath(m_folder), m_card.devicePath()}};
+        return {{{QStringLiteral("NO NAME"), QDir::cleanPath(m_folder), m_card.devicePath()}}, {}};
     }
 
     QCoro::Task<> waitForVolumeOf(QString) override { co_return; }

@@ -7,6 +7,7 @@
 #include "udisksmount.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <libudev.h>
 #include <memory>
 #include <QElapsedTimer>
@@ -37,7 +38,7 @@ std::optional<MountedDevice> deviceOf(udev *context, const QString &deviceNumber
 
 bool hasVolumeOf(const VolumeList &list, const QString &diskPath)
 {
-    const QList<Volume> volumes = list.volumes();
+    const QList<Volume> volumes = list.listing().volumes;
     return std::any_of(volumes.cbegin(), volumes.cend(),
                        [&](const Volume &volume) { return isOnDisk(volume.devicePath, diskPath); });
 }
@@ -58,16 +59,16 @@ QCoro::Task<bool> lookFor(const VolumeList &list, QString diskPath, std::chrono:
 
 } // namespace
 
-QList<Volume> MountedVolumeList::volumes() const
+VolumeListing MountedVolumeList::listing() const
 {
     QFile table(QStringLiteral("/proc/self/mountinfo"));
     if (!table.open(QIODevice::ReadOnly))
-        return {};
+        return {{}, table.errorString()};
     const std::unique_ptr<udev, UdevRelease> context(udev_new());
     if (!context)
-        return {};
-    return volumesAmong(parseMountInfo(table.readAll()),
-                        [&](const QString &number) { return deviceOf(context.get(), number); });
+        return {{}, qt_error_string(errno)};
+    const auto deviceBy = [&](const QString &number) { return deviceOf(context.get(), number); };
+    return {volumesAmong(parseMountInfo(table.readAll()), deviceBy), {}};
 }
 
 QCoro::Task<> MountedVolumeList::waitForVolumeOf(QString diskPath)

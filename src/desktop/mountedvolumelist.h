@@ -19,7 +19,7 @@ public:
         : m_patience(patience)
     {
     }
-    QList<Volume> volumes() const override;
+    [[nodiscard]] VolumeListing listing() const override;
     QCoro::Task<> waitForVolumeOf(QString diskPath) override;
 
 private:

@@ -389,12 +389,14 @@ private Q_SLOTS:
 
         m_desktop->volumes->mounted.clear();
         m_manager->saveToSDCard(name, QString());
+        m_desktop->volumes->error = QStringLiteral("no mount table");
         QCOMPARE(m_manager->readSDCard(name), std::nullopt);
         const QString tag = QStringLiteral("[FileExtractor] ");
         QCOMPARE(log.lines(),
                  QStringList({tag + QStringLiteral("saveToSDCard to ") + path,
                               tag + QStringLiteral("saveToSDCard failed: ") + qt_error_string(EFBIG),
-                              tag + QStringLiteral("getSDCardPath failed")}));
+                              tag + QStringLiteral("getSDCardPath failed"),
+                              QStringLiteral("FileExtractor] getSDCardPath failed: no mount table")}));
     }
 };
 

@@ -49,13 +49,13 @@ void ImageDesktopTest::announcesTheImageOnceAfterStart()
     QSignalSpy gone(desktop->diskWatcher.get(), &DiskWatcher::disappeared);
     QVERIFY(desktop->diskWatcher->start());
     QVERIFY(disks.isEmpty());
-    QVERIFY(desktop->volumeList->volumes().isEmpty());
+    QVERIFY(desktop->volumeList->listing().volumes.isEmpty());
 
     QTRY_COMPARE(disks.size(), 1);
     QCOMPARE(disks[0].devicePath, image);
     QVERIFY(disks[0].isRemovable && disks[0].isWhole);
     QCOMPARE(disks[0].model, std::optional(u"SD image"_s));
-    const QList<Volume> volumes = desktop->volumeList->volumes();
+    const QList<Volume> volumes = desktop->volumeList->listing().volumes;
     QCOMPARE(volumes.size(), 1);
     QCOMPARE(volumes[0].name, u"NO NAME"_s);
     QCOMPARE(volumes[0].rootPath, m_folder->path());
@@ -64,7 +64,7 @@ void ImageDesktopTest::announcesTheImageOnceAfterStart()
     watcherOf(*desktop).eject();
     QCOMPARE(gone.size(), 1);
     QCOMPARE(gone[0][0].toString(), image);
-    QVERIFY(desktop->volumeList->volumes().isEmpty());
+    QVERIFY(desktop->volumeList->listing().volumes.isEmpty());
     watcherOf(*desktop).insert();
     QCOMPARE(disks.size(), 2);
 }

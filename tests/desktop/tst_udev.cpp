@@ -223,7 +223,7 @@ void UdevTest::namesAMountedVolumeByItsLabel()
     QCOMPARE(::stat(QFile::encodeName(mountPoint).constData(), &status), 0);
 
     MountedVolumeList volumes;
-    QVERIFY(volumes.volumes().isEmpty()); // the kernel's loop device is no card
+    QVERIFY(volumes.listing().volumes.isEmpty()); // the kernel's loop device is no card
     const QByteArray majorNumber = QByteArray::number(major(status.st_dev));
     const QByteArray minorNumber = QByteArray::number(minor(status.st_dev));
     g_free(umockdev_testbed_add_device(m_testbed.get(), "block", "sdb", nullptr, "size", "1000", "removable",
@@ -234,7 +234,7 @@ void UdevTest::namesAMountedVolumeByItsLabel()
     QVERIFY(QDir().mkpath(numbers));
     QVERIFY(QFile::link(u"../../devices/sdb"_s,
                         numbers + u'/' + QString::fromLatin1(majorNumber + ':' + minorNumber)));
-    const QList<Volume> found = volumes.volumes();
+    const QList<Volume> found = volumes.listing().volumes;
     QCOMPARE(found.size(), 1);
     QCOMPARE(found[0].name, u"NO NAME"_s);
     QCOMPARE(found[0].rootPath, mountPoint);

@@ -100,7 +100,7 @@ private:
     };
     class NoVolumes : public VolumeList
     {
-        [[nodiscard]] QList<Volume> volumes() const override { return {}; }
+        [[nodiscard]] VolumeListing listing() const override { return {}; }
         QCoro::Task<> waitForVolumeOf(QString) override { co_return; }
     };
     class Consent : public AdministratorConsent

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <QFile>
-#include <QStorageInfo>
 #include <QStringList>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -36,7 +35,7 @@ public:
 class ScriptedVolumeList : public VolumeList
 {
 public:
-    [[nodiscard]] QList<Volume> volumes() const override { return mounted; }
+    [[nodiscard]] VolumeListing listing() const override { return {mounted, error}; }
     QCoro::Task<> waitForVolumeOf(QString diskPath) override
     {
         waits.append(diskPath);
@@ -45,6 +44,7 @@ public:
     }
 
     QList<Volume> mounted;
+    QString error; ///< why they can't be listed
     QStringList waits; ///< disks that were waited for
     std::function<QCoro::Task<>()> onWait; ///< none: the wait is over at once
 };
