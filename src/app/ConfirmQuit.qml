@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Vornex.App
+import Vornex.Widgets
 
 /// The question before the program ends. Modal to the window, without an event loop of its own.
 Dialog {
@@ -9,7 +10,15 @@ Dialog {
 
     required property WindowDelegate windowDelegate
 
+    Overlay.modal: Rectangle {
+        color: Theme.faded("black", 0.45)
+    }
     anchors.centerIn: parent
+    background: Rectangle {
+        border.color: Theme.faded("white", 0.15)
+        color: Theme.card
+        radius: 10
+    }
     closePolicy: Popup.NoAutoClose
     focus: true
     header: null

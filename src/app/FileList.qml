@@ -47,7 +47,7 @@ Rectangle {
         Keys.onReturnPressed: root.viewModel.tapRow(currentIndex)
         Keys.onSpacePressed: (currentItem as FileRow)?.toggleTick()
 
-        ScrollBar.vertical: ScrollBar {
+        ScrollBar.vertical: DarkScrollBar {
             policy: ScrollBar.AlwaysOn
         }
         Connections {

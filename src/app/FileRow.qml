@@ -23,7 +23,7 @@ Rectangle {
 
     readonly property string dateShown: dateText + (isUnfinished ? "*" : "")
     readonly property string kindShown: (isLocal ? "[F] " : "") + kindLabel
-    readonly property color textColour: [Theme.text, "#ff453a", "#32d74b", "#ffd60a"][usesKindColours ? kind : 0]
+    readonly property color textColour: [Theme.text, Theme.red, Theme.green, Theme.yellow][usesKindColours ? kind : 0]
 
     signal tapped
     signal ticked(bool isOn)
@@ -34,7 +34,7 @@ Rectangle {
 
     border.color: Theme.accent
     border.width: isCurrent ? 1 : 0
-    color: isSelected ? Theme.faded("#0a84ff", 0.2) : isChecked ? Theme.faded(Theme.accent, 0.06) : "transparent"
+    color: isSelected ? Theme.faded(Theme.blue, 0.2) : isChecked ? Theme.faded(Theme.accent, 0.06) : "transparent"
     implicitHeight: 30
     radius: 4
 

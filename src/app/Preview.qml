@@ -22,7 +22,7 @@ Item {
     VideoPlayer {
         anchors.fill: parent
         name: qsTr("미리보기 CH%1").arg(root.shownChannel + 1)
-        player: root.isEmpty || root.isMap ? null : root.players[root.shownChannel]
+        player: root.isEmpty || root.isMap ? null : root.players[root.shownChannel] ?? null
         visible: !root.isEmpty && !root.isMap
     }
     Item {

@@ -4,6 +4,7 @@ import QtQuick
 /// The colours and fonts that all views share. The window is dark.
 QtObject {
     readonly property color window: "#1e1e1e"
+    readonly property color card: "#2c2c2e" // of a dialog, over the window
     readonly property color text: "#e6e6e6"
     readonly property color secondaryText: "#a0a0a0"
     readonly property color accent: "#0a84ff"
