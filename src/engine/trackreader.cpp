@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
+extern "C" {
+#include <libavutil/common.h>
+}
+
 namespace {
 
 constexpr int longestLead = 64; // packets before the first one that is shown
@@ -10,6 +14,18 @@ constexpr int mostBadPackets = 1000; // in a row
 constexpr auto measuringTime = std::chrono::seconds(2);
 constexpr double longestEstimate = 1e15; // nanoseconds: more than eleven days
 constexpr int64_t mostMeasured = int64_t{2} << 30; // bytes
+// Whatever a damaged file tells, sums of some times stay within 64 bits. Nine years.
+constexpr Nanoseconds farthest(int64_t{1} << 58);
+
+Nanoseconds bounded(int64_t ticks, AVRational timeBase)
+{
+    const int64_t time = av_rescale_q(ticks, timeBase, nanosecondBase);
+    if (time == INT64_MIN) // too large for it
+        return ticks < 0 ? -farthest : farthest;
+    return std::clamp(Nanoseconds(time), -farthest, farthest);
+}
+
+int64_t endOf(const AVPacket &packet) { return av_sat_add64(packet.pts, packet.duration); }
 
 int64_t spanOf(const AVFormatContext &format, const AVStream &stream)
 {
@@ -67,7 +83,7 @@ TrackReader::TrackReader(std::unique_ptr<Demuxer> demuxer, int index)
     const AVFormatContext &format = *m_demuxer->format();
     for (unsigned i = 0; i < format.nb_streams; i++)
         format.streams[i]->discard = static_cast<int>(i) == index ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    m_duration = Nanoseconds(av_rescale_q(spanOf(format, *m_stream), m_stream->time_base, nanosecondBase));
+    m_duration = bounded(spanOf(format, *m_stream), m_stream->time_base);
 }
 
 int TrackReader::videoTrackCount() const
@@ -125,12 +141,12 @@ void TrackReader::measureDuration()
     const PacketPtr packet(av_packet_alloc());
     Nanoseconds end(0);
     for (const PacketPtr &pending : m_pending)
-        end = std::max(end, timeOf(pending->pts + pending->duration));
+        end = std::max(end, timeOf(endOf(*pending)));
     const auto until = std::chrono::steady_clock::now() + measuringTime;
     int64_t offset = 0;
     m_demuxer->setDeadline(until); // one read may walk through any number of other tracks' packets
     while (packet && offset < mostMeasured && readFromFile(packet.get())) {
-        end = std::max(end, timeOf(packet->pts + packet->duration));
+        end = std::max(end, timeOf(endOf(*packet)));
         offset = std::max(offset, packet->pos);
         av_packet_unref(packet.get());
     }
@@ -184,7 +200,7 @@ bool TrackReader::read(AVPacket *packet)
     }
     m_lastDts = packet->dts;
     if (packet->pts != AV_NOPTS_VALUE && !(packet->flags & AV_PKT_FLAG_DISCARD))
-        m_readUntil = std::max(m_readUntil, timeOf(packet->pts + packet->duration));
+        m_readUntil = std::max(m_readUntil, timeOf(endOf(*packet)));
     return true;
 }
 
@@ -209,7 +225,7 @@ void TrackReader::seekToKey(Nanoseconds target)
         m_pending.push_back(std::move(packet));
         const bool isLate =
             timeOf(shownAt) > target + sameTime && m_stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
-        if (!isLate || decodedAt == AV_NOPTS_VALUE || decodedAt >= goTo + 1 || shownAt <= m_start)
+        if (!isLate || decodedAt == AV_NOPTS_VALUE || decodedAt > goTo || shownAt <= m_start)
             return;
         goTo = decodedAt - 1;
     }
@@ -234,12 +250,12 @@ const AVIndexEntry *TrackReader::keyBefore(Nanoseconds time) const
 
 Nanoseconds TrackReader::timeOf(int64_t timestamp) const
 {
-    return Nanoseconds(av_rescale_q(timestamp - m_start, m_stream->time_base, nanosecondBase));
+    return bounded(av_sat_sub64(timestamp, m_start), m_stream->time_base);
 }
 
 int64_t TrackReader::timestampAt(Nanoseconds time) const
 {
-    return m_start + av_rescale_q(time.count(), nanosecondBase, m_stream->time_base);
+    return av_sat_add64(m_start, av_rescale_q(time.count(), nanosecondBase, m_stream->time_base));
 }
 
 Nanoseconds TrackReader::withinReadable(Nanoseconds target) const

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <pthread.h>
 
+extern "C" {
+#include <libavutil/common.h>
+}
+
 namespace {
 
 constexpr Nanoseconds hopelesslyLate = std::chrono::milliseconds(500);
@@ -205,7 +209,7 @@ void VideoDecodeThread::feedDecoder()
 /// channel that is hopelessly late goes on from its next key frame.
 void VideoDecodeThread::keepUp(const AVPacket &packet)
 {
-    const Nanoseconds end = m_reader->timeOf(packet.pts + packet.duration);
+    const Nanoseconds end = m_reader->timeOf(av_sat_add64(packet.pts, packet.duration));
     const Nanoseconds position(m_position);
     const Nanoseconds interval = std::max(end - m_reader->timeOf(packet.pts), Nanoseconds(1));
     const bool isTimed = packet.pts != AV_NOPTS_VALUE && packet.duration > 0;
@@ -226,7 +230,7 @@ void VideoDecodeThread::takeDecoded(FramePtr decoded)
     const int64_t shownAt = decoded->best_effort_timestamp;
     const Nanoseconds time = shownAt == AV_NOPTS_VALUE ? m_decodedUntil : m_reader->timeOf(shownAt);
     const Nanoseconds end = decoded->pkt_duration > 0 && shownAt != AV_NOPTS_VALUE
-        ? m_reader->timeOf(shownAt + decoded->pkt_duration)
+        ? m_reader->timeOf(av_sat_add64(shownAt, decoded->pkt_duration))
         : time;
     m_decodedUntil = std::max(time, end);
     Candidate latest{std::move(decoded), time, end};
