@@ -66,14 +66,16 @@ QCoro::Task<std::optional<QString>> MultiTrackPlayer::loadTracks(QUrl url)
     m_jumpCount++;
     clearVideoPlayers();
     m_audioPlayer.reset();
+    TrackPlayerList videos; // whole, whatever becomes of the published list meanwhile
     for (const TrackInfo &track : tracksOf(*opened.movie, TrackKind::Video)) {
-        if (m_videoPlayers.size() == maximumChannels)
+        if (videos.size() == maximumChannels)
             break;
         const TrackPlayerPtr player = co_await makeTrackPlayer(opened.movie, track);
         if (!self)
             co_return QStringLiteral("The player is gone");
         if (player) {
-            m_videoPlayers.append(player);
+            videos.append(player);
+            m_videoPlayers = videos;
             Q_EMIT videoPlayersChanged();
         }
     }
