@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr qint64 largestText = 16 * 1024 * 1024;
+constexpr qint64 largestText = qint64{16} << 20;
 
 std::filesystem::path nativePath(QString path)
 {

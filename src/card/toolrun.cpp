@@ -4,7 +4,7 @@
 
 QCoro::Task<QString> outputOf(QString command)
 {
-    constexpr qsizetype largestOutput = 64 * 1024 * 1024; // UTF-16 units; a million entries of a listing
+    constexpr qsizetype largestOutput = qsizetype{64} << 20; // UTF-16 units; a million entries of a listing
     QString output;
     const Shell::OutputHandler append = [&output](const QString &chunk) {
         output += QStringView(chunk).left(largestOutput - output.size());
