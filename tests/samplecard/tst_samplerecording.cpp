@@ -5,7 +5,6 @@
 #include <numbers>
 #include <QDateTime>
 #include <QFile>
-#include <QPainter>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
@@ -40,18 +39,6 @@ QList<QImage> framesOf(const QString &path, int channel, QSize size)
                              size.height(), qsizetype{3} * size.width(), QImage::Format_RGB888)
                           .copy());
     return frames;
-}
-
-QImage brightened(QImage image, int by)
-{
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x) {
-            const QColor colour = image.pixelColor(x, y);
-            const auto shifted = [by](int value) { return std::clamp(value + by, 0, 255); };
-            image.setPixelColor(
-                x, y, QColor(shifted(colour.red()), shifted(colour.green()), shifted(colour.blue())));
-        }
-    return image;
 }
 
 } // namespace
@@ -179,61 +166,6 @@ private Q_SLOTS:
         }
         QVERIFY(fastest > 8);
         QVERIFY(slowest < 0.1); // it stopped at a signal
-    }
-
-    void stripIsReadOnAScreenToo_data()
-    {
-        QTest::addColumn<QImage>("image");
-        QTest::addColumn<QRectF>("where");
-        QTest::addColumn<bool>("mirroredX");
-        QTest::addColumn<bool>("mirroredY");
-        const QImage frame = framesOf(m_recording, 2, picture).value(37);
-        const QRectF whole(frame.rect());
-        QImage barred(400, 300, QImage::Format_RGB32);
-        barred.fill(Qt::black);
-        const QRectF inBars(33.5, 47.5, 333, 187.3);
-        {
-            QPainter painter(&barred);
-            painter.setRenderHint(QPainter::SmoothPixmapTransform);
-            painter.drawImage(inBars, frame);
-        }
-        const QImage small = frame.scaled(150, 84, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        QTest::newRow("smooth at 150 pixels") << small << QRectF(small.rect()) << false << false;
-        const QImage large = frame.scaled(1283, 721);
-        QTest::newRow("enlarged") << large << QRectF(large.rect()) << false << false;
-        QTest::newRow("between bars") << barred << inBars << false << false;
-        QTest::newRow("darkened") << brightened(frame, -100) << whole << false << false;
-        QTest::newRow("brightened") << brightened(frame, 100) << whole << false << false;
-        QTest::newRow("left and right") << frame.mirrored(true, false) << whole << true << false;
-        QTest::newRow("top and bottom") << frame.mirrored(false, true) << whole << false << true;
-        QTest::newRow("both") << frame.mirrored(true, true) << whole << true << true;
-    }
-    void stripIsReadOnAScreenToo()
-    {
-        QFETCH(const QImage, image);
-        QFETCH(const QRectF, where);
-        const std::optional<FrameStrip> strip = readFrameStrip(image, where);
-        QVERIFY(strip);
-        QCOMPARE(strip->channel, 2);
-        QCOMPARE(strip->frameNumber, 37);
-        QTEST(strip->isMirroredHorizontally, "mirroredX");
-        QTEST(strip->isMirroredVertically, "mirroredY");
-    }
-
-    void whatIsNoStripIsntRead()
-    {
-        const QImage frame = framesOf(m_recording, 1, picture).value(5);
-        QImage spoilt = frame;
-        const QRect cell(5 * 20, 165, 20, 7); // one cell of the upper row
-        const QColor other = qGray(spoilt.pixel(cell.center())) > 128 ? Qt::black : Qt::white;
-        {
-            QPainter painter(&spoilt);
-            painter.fillRect(cell, other);
-        }
-        QVERIFY(!readFrameStrip(spoilt));
-        QVERIFY(!readFrameStrip(frame.copy(0, 0, 320, 150)));
-        QVERIFY(!readFrameStrip(frame, QRectF(0, 0, 640, 360)));
-        QVERIFY(!readFrameStrip(QImage()));
     }
 
 private:

@@ -63,6 +63,11 @@ Item {
             compare(tabs.selectedIndex, 0); // though reset is still true
         }
 
+        function test_highlightIsSeen() {
+            const picture = grabImage(tabs);
+            verify(Math.abs(picture.red(tab(1).x + 3, 9) - picture.red(3, 9)) > 10);
+        }
+
         function test_startsAtInitialIndexAndDoesNotFollowIt() {
             const made = maker.createObject(tabs.parent);
             compare(made.selectedIndex, 2); // reset was true from the start, which is no change
@@ -71,27 +76,6 @@ Item {
             made.destroy();
         }
 
-        function test_looks_data() {
-            return [
-                { tag: "selected", index: 1, text: "#ffffff", opacity: 0.25 },
-                { tag: "other", index: 0, text: "#808080", opacity: 0.12 }
-            ];
-        }
-        function test_looks(row) {
-            const item = tab(row.index);
-            compare(item.contentItem.color, row.text);
-            compare(item.contentItem.font.pixelSize, 12);
-            fuzzyCompare(item.background.color.a, row.opacity, 0.01);
-            compare(item.background.radius, 6);
-            compare(item.width, item.contentItem.implicitWidth + 20);
-            compare(item.height, item.contentItem.implicitHeight + 12);
-        }
-
-        function test_drawsNothingWithoutItems() {
-            const made = maker.createObject(tabs.parent, { items: [] });
-            compare(made.width, 0);
-            made.destroy();
-        }
     }
 
     Component {
