@@ -7,7 +7,8 @@ WINDOW = 160  # samples
 
 def loudness(wave):
     samples = array.array("h", wave[:len(wave) // 2 * 2])
-    return [sum(map(abs, samples[at:at + WINDOW])) / WINDOW for at in range(0, len(samples) - WINDOW + 1, WINDOW)]
+    parts = [sum(map(abs, samples[at:at + WINDOW])) / WINDOW for at in range(0, len(samples) - WINDOW + 1, WINDOW)]
+    return [sum(parts[max(0, at - 2):at + 3]) for at in range(len(parts))]  # so that short clicks are found, too
 
 
 def likeness(first, second):
