@@ -15,7 +15,7 @@ ColumnLayout {
         title: qsTr("안전운행기능(ADAS) 설정")
 
         GridLayout {
-            columnSpacing: 0
+            columnSpacing: 8
             columns: 2
             rowSpacing: 8
 

@@ -52,7 +52,7 @@ RowLayout {
         Accessible.name: root.title
         // Assistive technologies change `value` without a signal that tells a user's doing.
         onValueChanged: {
-            const whole = Math.round(value);
+            const whole = Math.trunc(value);
             if (root.isComplete && whole !== root.shownValue)
                 root.edited(whole);
         }

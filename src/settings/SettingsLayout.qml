@@ -61,14 +61,18 @@ FocusScope {
 
             ScrollBar.horizontal: ScrollBar {}
             ScrollBar.vertical: ScrollBar {
+                height: flickable.height
+                parent: root // in the margin, not over the form
                 policy: flickable.contentHeight > flickable.height ? ScrollBar.AlwaysOn : ScrollBar.AsNeeded
+                x: root.width - width - 3
+                y: 16
             }
 
             RowLayout {
                 id: columns
 
                 spacing: 12
-                width: Math.max(flickable.width, 868)
+                width: Math.max(flickable.width, 816)
 
                 ColumnLayout {
                     Layout.alignment: Qt.AlignTop

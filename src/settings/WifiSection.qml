@@ -25,9 +25,8 @@ GroupCard {
         value: root.vm.wifiSSID
         onEdited: value => root.vm.wifiSSID = value
     }
-    TextEntry {
+    PasswordEntry {
         Layout.fillWidth: true
-        echoMode: TextInput.Password
         placeholderText: qsTr("암호")
         value: root.vm.wifiPW
         onEdited: value => root.vm.wifiPW = value
