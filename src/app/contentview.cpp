@@ -31,6 +31,8 @@ ContentView::ContentView(Desktop &desktop, MovieOpener openMovie, Preferences &p
     m_windowDelegate.setTerminate([this] { terminate(); });
     connect(&m_windowDelegate, &WindowDelegate::windowWillClose, this, &ContentView::mainWindowWillClose);
     connect(m_sdManager.get(), &SDManager::detectedDiskChanged, this, &ContentView::onDetectedDiskChanged);
+    connect(m_sdManager.get(), &SDManager::detectedDiskChanged, &m_settingsWindow,
+            &SettingsWindow::cardChanged);
     for (const auto signal : {&AppViewModel::isAlertingChanged, &AppViewModel::alertMessageChanged,
                               &AppViewModel::procMessageChanged, &AppViewModel::downloadMessageChanged})
         connect(m_viewModel.get(), signal, this, &ContentView::updateOverlay);

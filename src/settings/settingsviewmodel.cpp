@@ -1,6 +1,7 @@
 #include "settingsviewmodel.h"
 
 #include "common/bundle.h"
+#include "common/log.h"
 #include "settingskeys.h"
 
 #include <QMetaProperty>
@@ -28,19 +29,24 @@ QString SettingsViewModel::applicationVersion() const
     return QStringLiteral("%1 (Build %2)").arg(shortVersion(), buildVersion());
 }
 
+SettingsViewModel::CardTexts SettingsViewModel::readCard() const
+{
+    CardTexts texts{m_files.readConfig(iniName), m_files.readSDCard(cfgName)};
+    if (!texts.cfg)
+        texts.cfg = m_files.readConfig(cfgName);
+    return texts;
+}
+
 void SettingsViewModel::loadSettings()
 {
-    if (const auto ini = m_files.readConfig(iniName)) {
-        m_iniData = parseSettings(*ini);
+    m_loaded = readCard();
+    if (m_loaded.ini) {
+        m_iniData = parseSettings(*m_loaded.ini);
         applySettings(m_iniData);
     }
-    auto cfg = m_files.readSDCard(cfgName);
-    if (!cfg)
-        cfg = m_files.readConfig(cfgName);
-    if (!cfg)
+    if (!m_loaded.cfg)
         return;
-    m_cfgData = parseSettings(*cfg);
-    m_cfgOrder = settingsKeyOrder(*cfg);
+    m_cfgData = parseSettings(*m_loaded.cfg);
     applySettings(m_cfgData);
 }
 
@@ -67,14 +73,32 @@ void SettingsViewModel::setField(const char *field, const QVariant &value)
 
 void SettingsViewModel::resetSettings() { applySettings(m_iniData); }
 
+void SettingsViewModel::cardChanged() { m_hasCardChanged = true; }
+
 void SettingsViewModel::saveSettings()
 {
+    if (m_hasCardChanged && isOnAnotherCard())
+        logLine(QStringLiteral("[SettingsViewModel] saveSettings failed: this isn't the card that was read"));
+    else
+        writeCfg();
+    Q_EMIT closeRequested();
+}
+
+/// The camera's own copies go with the card's session and come back with the next one, so that a bbox.ini
+/// which can't be read tells nothing.
+bool SettingsViewModel::isOnAnotherCard() const
+{
+    const CardTexts now = readCard();
+    return now.cfg != m_loaded.cfg || (now.ini && now.ini != m_loaded.ini);
+}
+
+void SettingsViewModel::writeCfg()
+{
     fillCfgData();
-    QStringList order = m_cfgOrder;
+    QStringList order = settingsKeyOrder(m_loaded.cfg.value_or(QString()));
     for (const SettingsKey &key : settingsKeys())
         order.append(key.key);
     m_files.saveToSDCard(cfgName, composeSettings(m_cfgData, order));
-    Q_EMIT closeRequested();
 }
 
 void SettingsViewModel::fillCfgData()

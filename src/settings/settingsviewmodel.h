@@ -66,6 +66,9 @@ public:
     Q_INVOKABLE void resetSettings();
     /// Replaces bbox.cfg on the card's volume, and asks for the end of the form, whether or not that worked.
     Q_INVOKABLE void saveSettings();
+    /// A card came or went. From now on a save that finds another card than the one that was read fails: it
+    /// would replace that card's settings by what this one's form holds.
+    void cardChanged();
 
     [[nodiscard]] const SettingsDictionary &iniData() const { return m_iniData; }
     [[nodiscard]] const SettingsDictionary &cfgData() const { return m_cfgData; }
@@ -108,13 +111,22 @@ Q_SIGNALS:
     void closeRequested();
 
 private:
+    struct CardTexts {
+        std::optional<QString> ini;
+        std::optional<QString> cfg; ///< of the volume, else the camera's own copy
+    };
+
+    [[nodiscard]] CardTexts readCard() const;
+    [[nodiscard]] bool isOnAnotherCard() const;
     void setField(const char *field, const QVariant &value);
     void fillCfgData();
+    void writeCfg();
 
     SettingsFiles m_files;
     SettingsDictionary m_iniData;
     SettingsDictionary m_cfgData;
-    QStringList m_cfgOrder; ///< keys of bbox.cfg as they were read
+    CardTexts m_loaded;
+    bool m_hasCardChanged = false; ///< since the form was opened
 
     bool m_useLdws = true;
     bool m_useFvsa = true;

@@ -49,6 +49,12 @@ void SettingsWindow::show(QQuickWindow *parentWindow)
     m_window->requestActivate();
 }
 
+void SettingsWindow::cardChanged()
+{
+    if (m_window && m_viewModel)
+        m_viewModel->cardChanged();
+}
+
 void SettingsWindow::open(QQuickWindow *parentWindow)
 {
     QQmlComponent component(qmlEngine(parentWindow),
@@ -66,7 +72,8 @@ void SettingsWindow::open(QQuickWindow *parentWindow)
         if (!isVisible)
             windowWillClose();
     });
-    viewModel.release()->setParent(window); // outlives the controls, which the window takes away first
+    m_viewModel = viewModel.release();
+    m_viewModel->setParent(window); // outlives the controls, which the window takes away first
     window->setScreen(parentWindow->screen());
     fixGeometry(window);
     m_window = static_cast<QQuickWindow *>(created.release());

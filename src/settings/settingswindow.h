@@ -7,6 +7,8 @@
 #include <QQmlEngine>
 #include <QQuickWindow>
 
+class SettingsViewModel;
+
 /// Owns at most one settings window. Each window has state of its own, read from the card when it opens and
 /// gone with it. Main thread.
 class SettingsWindow : public QObject
@@ -21,6 +23,8 @@ public:
 
     /// Opens the window above its parent, which QML made; one that is open comes forward, edits and all.
     Q_INVOKABLE void show(QQuickWindow *parentWindow);
+    /// A card came or went.
+    void cardChanged();
     [[nodiscard]] QQuickWindow *window() const { return m_window; } ///< null while closed
 
 private:
@@ -29,4 +33,5 @@ private:
 
     SettingsFiles m_files;
     QPointer<QQuickWindow> m_window;
+    QPointer<SettingsViewModel> m_viewModel; ///< of that window
 };
