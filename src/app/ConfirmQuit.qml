@@ -24,7 +24,6 @@ Dialog {
     header: null
     modal: true
     padding: 20
-    parent: Overlay.overlay
     title: qsTr("종료 하시겠습니까?")
     visible: windowDelegate.isConfirming
 

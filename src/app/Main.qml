@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Controls
 import Vornex.App
 import Vornex.Settings
 import Vornex.Widgets
@@ -45,6 +46,8 @@ DarkWindow {
     }
 
     ConfirmQuit {
+        // The settings lie above this window.
+        parent: (root.view.settingsWindow.window ?? root).Overlay.overlay
         windowDelegate: root.view.windowDelegate
     }
 }

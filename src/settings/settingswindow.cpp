@@ -77,6 +77,7 @@ void SettingsWindow::open(QQuickWindow *parentWindow)
     window->setScreen(parentWindow->screen());
     fixGeometry(window);
     m_window = static_cast<QQuickWindow *>(created.release());
+    Q_EMIT windowChanged();
 }
 
 void SettingsWindow::windowWillClose()
@@ -84,4 +85,5 @@ void SettingsWindow::windowWillClose()
     logLine(QStringLiteral("[SettingsWindow] windowWillClose"));
     m_window->deleteLater();
     m_window.clear();
+    Q_EMIT windowChanged();
 }

@@ -16,6 +16,7 @@ class SettingsWindow : public QObject
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("made with the main window")
+    Q_PROPERTY(QQuickWindow *window READ window NOTIFY windowChanged FINAL)
 
 public:
     explicit SettingsWindow(SettingsFiles files, QObject *parent = nullptr);
@@ -26,6 +27,9 @@ public:
     /// A card came or went.
     void cardChanged();
     [[nodiscard]] QQuickWindow *window() const { return m_window; } ///< null while closed
+
+Q_SIGNALS:
+    void windowChanged();
 
 private:
     void open(QQuickWindow *parentWindow);

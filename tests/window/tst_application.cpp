@@ -100,6 +100,7 @@ private Q_SLOTS:
     void tabsAndTicks();
     void clickOnRow_playsEachChannelInItsPlace();
     void cardRemoval_emptiesEverythingInOrder();
+    void settingsOfACard_goToNoOther();
     void everyControlHasAName();
     void quitting_data();
     void quitting();
@@ -107,7 +108,7 @@ private Q_SLOTS:
     void program_runsOnAnImageWithoutComplaint();
 
 private:
-    std::unique_ptr<Program> startWithCard();
+    std::unique_ptr<Program> startWithCard(const std::optional<QString> &volume = {});
 
     QTemporaryDir m_folder;
     QString m_image;
@@ -129,13 +130,13 @@ void TestApplication::initTestCase()
 
 void TestApplication::init()
 {
-    // Whatever QML or Qt complains about is a fault, except for a machine without a sound server.
-    QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!PulseAudioService)")));
+    // Whatever QML or Qt complains about is a fault, except for a machine without a sound server or display.
+    QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!PulseAudioService|This plugin does not)")));
 }
 
-std::unique_ptr<Program> TestApplication::startWithCard()
+std::unique_ptr<Program> TestApplication::startWithCard(const std::optional<QString> &volume)
 {
-    auto program = std::make_unique<Program>(makeImageDesktop(m_image, std::nullopt));
+    auto program = std::make_unique<Program>(makeImageDesktop(m_image, volume));
     if (!program->window)
         return nullptr;
     program->view.appear();
@@ -323,6 +324,37 @@ void TestApplication::cardRemoval_emptiesEverythingInOrder()
     viewModel.setProcMessage(std::nullopt);
     program->reader().insert();
     QTRY_VERIFY_WITH_TIMEOUT(!viewModel.filtered().isEmpty(), loadTimeout);
+}
+
+void TestApplication::settingsOfACard_goToNoOther()
+{
+    const QTemporaryDir volume;
+    QFile settings(volume.filePath(QStringLiteral("bbox.cfg")));
+    const auto program = startWithCard(volume.path());
+    QVERIFY(program);
+    QTRY_VERIFY_WITH_TIMEOUT(settings.exists(), loadTimeout);
+    QQuickItem *button = program->probe().find(QAccessible::Button, QStringLiteral("settings"));
+    QVERIFY(button);
+    program->probe().click(button);
+    QQuickWindow *form = program->view.settingsWindow()->window();
+    QVERIFY(form);
+    const WindowProbe probe(*form);
+    program->window->close();
+    QTRY_VERIFY(probe.find(QAccessible::StaticText, QStringLiteral("종료 하시겠습니까?"))); // not behind it
+    program->view.windowDelegate()->answer(false);
+
+    program->reader().eject();
+    QTRY_VERIFY(program->viewModel().fileList().isEmpty());
+    QVERIFY(settings.remove());
+    program->reader().insert();
+    QTRY_VERIFY_WITH_TIMEOUT(settings.exists(), loadTimeout);
+    const QByteArray others = "[bbox]\nmystery=the other card's";
+    QVERIFY(settings.open(QIODevice::WriteOnly) && settings.write(others) == others.size());
+    settings.close();
+    probe.click(probe.find(QAccessible::Button, QStringLiteral("저장")));
+    QVERIFY(!program->view.settingsWindow()->window());
+    QVERIFY(settings.open(QIODevice::ReadOnly));
+    QCOMPARE(settings.readAll(), others);
 }
 
 void TestApplication::everyControlHasAName()
