@@ -147,11 +147,12 @@ Item {
 
         function test_barsGlideToTheChosenSplit() {
             open("x=1", "mem_type=0");
-            const section = all(StorageSection)[0];
-            const percents = () => all(ProgressRow).map(row => row.percentText).join(" ");
-            compare(percents(), "0% 0% 0% 0%"); // from nothing, and not at once
-            tryVerify(() => percents() === "50% 25% 20% 5%");
-            const splits = ["70% 20% 5% 5%", "30% 20% 45% 5%", "30% 45% 20% 5%"];
+            const bars = all(ProgressRow);
+            const percents = () => bars.map(bar => bar.value).join(" ");
+            compare(percents(), "0 0 0 0"); // from nothing, and not at once
+            tryVerify(() => percents() === "50 25 20 5");
+            compare(bars.map(bar => bar.percentText), ["50%", "25%", "20%", "5%"]);
+            const splits = ["70 20 5 5", "30 20 45 5", "30 45 20 5"];
             for (let i = 0; i < splits.length; ++i) {
                 const last = percents();
                 form.vm.storagePriority = i + 1;
@@ -159,9 +160,9 @@ Item {
                 tryVerify(() => percents() === splits[i]);
             }
             form.vm.storagePriority = 4; // there is no such split
-            compare([section.normalPercent, section.eventPercent], [30, 45]);
+            compare(percents(), splits[2]);
             control(Button, "설정 초기화").clicked();
-            tryVerify(() => percents() === "50% 25% 20% 5%");
+            tryVerify(() => percents() === "50 25 20 5");
         }
     }
 }
