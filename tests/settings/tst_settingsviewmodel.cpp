@@ -55,6 +55,7 @@ class SettingsViewModelTest : public QObject
     SettingsCard m_card;
 
 private Q_SLOTS:
+    void initTestCase() { qputenv("TZ", "KST-9"); } // so that local time is another one than UTC
     void init() { m_card.insert(); }
 
     void eachFieldStartsWithAValueThatNeedNotBeItsKeysDefault_data()
@@ -196,7 +197,7 @@ private Q_SLOTS:
         m_card.putIni("volume=60\ngmt=9");
         m_card.putCfg("volume=88\nmystery=kept");
         const auto settings = m_card.load();
-        const QDateTime date(QDate(2026, 3, 4), QTime(5, 6, 7));
+        const QDateTime date(QDate(2026, 3, 4), QTime(20, 6, 7), Qt::UTC);
         settings->setProperty("isTimeSyncEnabled", true);
         settings->setProperty("changedDate", date);
         settings->setProperty("wifiSSID", QStringLiteral("mine"));
@@ -212,7 +213,7 @@ private Q_SLOTS:
         QCOMPARE(m_card.savedCfg(), QByteArray("volume=88\nmystery=kept"));
         settings->saveSettings();
         QVERIFY(m_card.savedCfg().contains("\nmystery=kept\n"));
-        QVERIFY(m_card.savedCfg().contains("\nsync_time=2026,03,04,05,06,07\n"));
+        QVERIFY(m_card.savedCfg().contains("\nsync_time=2026,03,05,05,06,07\n"));
     }
 
     void writesEachFieldByItsRule_data()
