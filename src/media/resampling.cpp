@@ -87,12 +87,12 @@ QList<GPSInfo> atWholeSeconds(const QList<GPSInfo> &samples, double duration,
         return standing(samples.first(), duration, jitterDegrees);
 
     QList<GPSInfo> result;
-    QSet<qint64> used;
+    QSet<double> used;
     for (const GPSInfo &sample : samples) {
         const double second = std::round((duration / span) * (elapseOf(sample) - begin));
-        if (second > std::trunc(duration) || used.contains(static_cast<qint64>(second)))
+        if (second > std::trunc(duration) || used.contains(second))
             continue;
-        used.insert(static_cast<qint64>(second));
+        used.insert(second);
         result.append(sample);
         result.last().elapse = second;
     }

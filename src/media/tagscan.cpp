@@ -17,7 +17,7 @@ namespace {
 
 constexpr qint64 headerSize = 8;
 constexpr qint64 tagSize = 3;
-constexpr size_t pieceSize = 1 << 20;
+constexpr qint64 pieceSize = 1 << 20;
 constexpr unsigned threadCount = 2; // more don't make the memory faster
 constexpr size_t piecesAtOnce = 4; // with their size, what bounds the candidates of a hostile file
 
@@ -109,8 +109,8 @@ std::vector<Candidate> search(std::span<const uchar> bytes, size_t piece)
         const auto length = at + headerSize <= size ? lengthAt(bytes.data() + at + tagSize) : std::nullopt;
         candidates.push_back({at, *kind, length});
     };
-    auto at = static_cast<qint64>(piece * pieceSize);
-    const qint64 limit = std::min(at + qint64{pieceSize}, size - (tagSize - 1));
+    qint64 at = static_cast<qint64>(piece) * pieceSize;
+    const qint64 limit = std::min(at + pieceSize, size - (tagSize - 1));
     while ((at = nextTags(bytes.data(), at, limit)) + lanesAtOnce <= limit) {
         for (const qint64 end = at + lanesAtOnce; at < end; ++at)
             addIfTag(at);
@@ -153,7 +153,7 @@ public:
     FileSearch(const MappedFile &file, const BlockHandler &handler)
         : m_file(file)
         , m_bytes(file.bytes())
-        , m_pieceCount((m_bytes.size() + pieceSize - 1) / pieceSize)
+        , m_pieceCount(static_cast<size_t>((static_cast<qint64>(m_bytes.size()) + pieceSize - 1) / pieceSize))
         , m_handler(handler)
     {
     }
@@ -193,7 +193,7 @@ private:
                               m_bytes.subspan(static_cast<size_t>(candidate.offset + headerSize),
                                               static_cast<size_t>(*length)));
             }
-            m_file.release(m_taken * pieceSize, pieceSize);
+            m_file.release(m_taken * static_cast<size_t>(pieceSize), pieceSize);
             ++m_taken;
         }
         m_wasTaken.notify_all();

@@ -12,7 +12,9 @@ Item {
 
     readonly property alias coordinator: coordinator
     readonly property url page: "qrc:/map/map.html"
-    property int restarts: 0
+    readonly property int mostRestarts: 3
+    property int ends: 0 ///< of the page's process
+    readonly property bool hasFailed: ends > mostRestarts
 
     /// For tests: what a script gives, handed to a function.
     function evaluate(script: string, callback: var) {
@@ -82,11 +84,10 @@ Item {
         }
         // A page that ends again and again is left alone.
         onRenderProcessTerminated: {
-            if (root.restarts >= 3)
-                return;
-            ++root.restarts;
-            coordinator.forgetSent();
-            reloading.start();
+            coordinator.losePage();
+            ++root.ends;
+            if (!root.hasFailed)
+                reloading.start();
         }
     }
 }

@@ -36,7 +36,7 @@ Item {
     }
     Connections {
         target: root.page?.coordinator ?? null
-        function onIsMapReadyChanged() {
+        function onPageReady() {
             root.showPosition();
         }
     }
@@ -46,7 +46,7 @@ Item {
     }
     Text {
         anchors.centerIn: parent
-        visible: loader.status === Loader.Error
+        visible: loader.status === Loader.Error || (root.page?.hasFailed ?? false)
         text: qsTr("지도를 표시할 수 없습니다.")
         color: Theme.gray
         font.pixelSize: Theme.footnoteSize
