@@ -59,17 +59,18 @@ std::size_t tracksNeeded(const Findings &findings)
     return count;
 }
 
-/// Without telemetry the pictures are the clock.
+/// The time of the pictures over the file. Sound stands beside the pictures of its time whatever the order in
+/// which the camera writes, so this places it better than the blocks do.
 ClockLine clockOfPictures(const std::vector<Plan> &plans, const std::vector<Unit> &units)
 {
+    const auto longest = std::max_element(plans.begin(), plans.end(), [](const Plan &a, const Plan &b) {
+        return a.times.decode.size() < b.times.decode.size();
+    });
     std::vector<ClockMark> marks;
-    for (const Plan &plan : plans) {
-        if (plan.times.decode.size() < 2 || !marks.empty())
-            continue;
-        for (std::size_t i = 0; i < plan.times.decode.size(); ++i)
-            marks.push_back({units[plan.channel->pictures[i].firstUnit].offset,
-                             double(plan.times.decode[i]) / plan.times.timescale});
-    }
+    if (longest != plans.end())
+        for (std::size_t i = 0; i < longest->times.decode.size(); ++i)
+            marks.push_back({units[longest->channel->pictures[i].firstUnit].offset,
+                             double(longest->times.decode[i]) / longest->times.timescale});
     return ClockLine(marks);
 }
 
@@ -89,15 +90,6 @@ std::vector<Plan> planChannels(Bytes source, const Findings &findings, const Clo
     for (std::size_t i = 0; i < plans.size(); ++i)
         plans[i].times = std::move(times[i]);
     return plans;
-}
-
-double startOf(const std::vector<Plan> &plans)
-{
-    std::optional<double> start;
-    for (const Plan &plan : plans)
-        if (!plan.times.decode.empty())
-            start = std::min(start.value_or(plan.times.startSeconds), plan.times.startSeconds);
-    return start.value_or(0);
 }
 
 std::vector<VideoTrack> tracksOf(std::vector<Plan> &plans)
@@ -147,8 +139,7 @@ RepairReport repair(Bytes source, const Findings &findings, const std::string &t
 {
     const ClockLine blocks(findings.clock);
     std::vector<Plan> plans = planChannels(source, findings, blocks);
-    const double start = blocks.isUsable() ? startOf(plans) : 0;
-    const ClockLine clock = blocks.isUsable() ? blocks : clockOfPictures(plans, findings.units);
+    const ClockLine clock = clockOfPictures(plans, findings.units);
     const std::vector<VideoTrack> tracks = tracksOf(plans);
     if (tracks.empty())
         throw Failure(ExitStatus::NothingFound, "no frame was found");
@@ -161,7 +152,7 @@ RepairReport repair(Bytes source, const Findings &findings, const std::string &t
         soundFile.emplace(soundPathFor(target));
         sounding = std::async(std::launch::async, [&, format] {
             const SoundResult result =
-                writeSound(*soundFile, source, findings.sound, format, clock, findings.losses, start);
+                writeSound(*soundFile, source, findings.sound, format, clock, findings.losses);
             soundFile->finish();
             return result;
         });

@@ -16,19 +16,19 @@ double medianOf(std::vector<double> values)
 
 } // namespace
 
-SilenceJudge::SilenceJudge(const ClockLine &clock, int sampleRateHz, double startSeconds)
+SilenceJudge::SilenceJudge(const ClockLine &clock, int sampleRateHz)
     : m_clock(clock)
     , m_rate(sampleRateHz)
-    , m_startSeconds(startSeconds)
 {
 }
 
 void SilenceJudge::add(const Piece &piece, bool isAfterLoss)
 {
     m_isAfterLoss = m_isAfterLoss || isAfterLoss;
-    if (m_clock.isUsable())
-        m_distances.push_back(m_clock.at(piece.stretch.offset) - (m_position + m_windowSamples) / m_rate);
     m_windowSamples += double(piece.samples);
+    // At its end: a camera that writes a second's pictures and then its sound is in step there.
+    if (m_clock.isUsable())
+        m_distances.push_back(m_clock.at(piece.stretch.end()) - (m_position + m_windowSamples) / m_rate);
 }
 
 bool SilenceJudge::isReady() const { return m_windowSamples >= windowSeconds * m_rate; }
@@ -45,8 +45,7 @@ std::int64_t SilenceJudge::close()
         if (m_isFirst) {
             // Sound whose beginning is lost begins with silence.
             constexpr double noticeableSeconds = 0.5;
-            const double late = distance - m_startSeconds;
-            m_zero = late > noticeableSeconds + m_spread ? m_startSeconds : distance;
+            m_zero = distance > noticeableSeconds + 2 * m_spread ? 0 : distance;
         }
         const double limit = m_isAfterLoss || m_isFirst ? std::max(0.06, m_spread) : 0.4 + 2 * m_spread;
         if (distance - m_zero > limit)

@@ -11,7 +11,7 @@
 class SilenceJudge
 {
 public:
-    SilenceJudge(const ClockLine &clock, int sampleRateHz, double startSeconds);
+    SilenceJudge(const ClockLine &clock, int sampleRateHz);
 
     /// What is held back until enough is known: stretches with the samples that came of them.
     struct Piece {
@@ -29,7 +29,6 @@ public:
 private:
     const ClockLine &m_clock;
     double m_rate;
-    double m_startSeconds;
     double m_position = 0; // samples that went out, with silence
     double m_windowSamples = 0;
     bool m_isAfterLoss = false;

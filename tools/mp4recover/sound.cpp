@@ -193,11 +193,11 @@ class SoundWriter
 {
 public:
     SoundWriter(Bytes bytes, const SoundFormat &format, const ClockLine &clock,
-                const std::vector<Span> &losses, double startSeconds, Sink &sink)
+                const std::vector<Span> &losses, Sink &sink)
         : m_bytes(bytes)
         , m_format(format)
         , m_losses(losses)
-        , m_judge(clock, format.sampleRateHz, startSeconds)
+        , m_judge(clock, format.sampleRateHz)
         , m_sink(sink)
     {
         if (format.kind != SoundKind::Mp3)
@@ -280,12 +280,12 @@ private:
 } // namespace
 
 SoundResult writeSound(OutputFile &target, Bytes bytes, const Sound &sound, const SoundFormat &format,
-                       const ClockLine &clock, const std::vector<Span> &losses, double startSeconds)
+                       const ClockLine &clock, const std::vector<Span> &losses)
 {
     std::unique_ptr<Sink> sink;
     if (format.kind == SoundKind::Mp3)
         sink = std::make_unique<PassingSink>(target, bytes, format);
     else
         sink = std::make_unique<EncodingSink>(target, format);
-    return SoundWriter(bytes, format, clock, losses, startSeconds, *sink).writeAll(sound.stretches);
+    return SoundWriter(bytes, format, clock, losses, *sink).writeAll(sound.stretches);
 }

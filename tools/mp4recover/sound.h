@@ -16,7 +16,7 @@ struct SoundResult {
 };
 
 /// Writes the sound as MP3: MPEG audio as it is, all else coded anew. Silence stands for what is lost.
-/// `losses` in file order; `startSeconds`: what the clock shows when the picture begins. Throws Failure.
+/// `losses` in file order; `clock` shows 0 where the pictures begin. Throws Failure.
 [[nodiscard]] SoundResult writeSound(OutputFile &target, Bytes bytes, const Sound &sound,
                                      const SoundFormat &format, const ClockLine &clock,
-                                     const std::vector<Span> &losses, double startSeconds);
+                                     const std::vector<Span> &losses);

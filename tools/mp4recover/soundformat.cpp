@@ -152,7 +152,9 @@ SoundFormat aacFormat(Bytes bytes, const Sound &sound, const ClockLine &clock)
         return {};
     const auto byFaults = [](const AacTrial &a, const AacTrial &b) { return a.faults < b.faults; };
     const AacTrial best = *std::min_element(trials.begin(), trials.end(), byFaults);
-    std::erase_if(trials, [&best](const AacTrial &trial) { return trial.faults > best.faults; });
+    // Some stretches are damaged, or no sound at all.
+    const std::size_t tolerated = best.faults + best.faults / 4;
+    std::erase_if(trials, [tolerated](const AacTrial &trial) { return trial.faults > tolerated; });
     format.sampleRateHz = best.rate;
     const double measured =
         tryAac(bytes, sound, clock, best.rate, format.channelCount, enoughToCount).samplesPerSecond;

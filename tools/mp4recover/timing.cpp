@@ -34,7 +34,24 @@ struct Count {
     std::vector<std::size_t> segmentStarts; ///< indexes of pictures
 };
 
-Count countFrames(const Channel &channel)
+/// Frame numbers of which too few bits or too many are known tell of gaps that were never there.
+std::int64_t missingBefore(const Channel &channel, const std::vector<Unit> &units, std::size_t index,
+                           const ClockLine &clock, double likelyRate)
+{
+    const auto told = std::int64_t{channel.pictures[index].picturesMissingBefore};
+    if (index == 0 || told == 0)
+        return 0;
+    constexpr double tolerance = 1.0; // seconds
+    double elapsed = 10;
+    if (clock.isUsable())
+        elapsed = clock.at(offsetOf(channel.pictures[index], units))
+            - clock.at(offsetOf(channel.pictures[index - 1], units));
+    const double most = (std::clamp(elapsed, 0.0, largestGapSeconds) + tolerance) * likelyRate;
+    return double(told) <= most ? told : 0;
+}
+
+Count countFrames(const Channel &channel, const std::vector<Unit> &units, const ClockLine &clock,
+                  double likelyRate)
 {
     Count count;
     std::int64_t frame = -1;
@@ -42,7 +59,7 @@ Count countFrames(const Channel &channel)
         const Picture &picture = channel.pictures[i];
         if (i == 0 || picture.followsLoss)
             count.segmentStarts.push_back(i);
-        frame += 1 + (i == 0 ? 0 : std::int64_t{picture.picturesMissingBefore});
+        frame += 1 + missingBefore(channel, units, i, clock, likelyRate);
         count.frames.push_back(frame);
     }
     return count;
@@ -110,6 +127,12 @@ Fit fitRate(const std::vector<Reading> &readings)
     fit.spread = std::max(countingError, std::sqrt(rest / size));
     const double effective = double(std::min(steps, readings.size()));
     fit.error = fit.spread / std::sqrt(effective * squares / size);
+    // The clock shows whole seconds: what lies between is only known where it has shown some.
+    constexpr double trustedSpan = 2;
+    constexpr double readingError = 0.15;
+    const double span = readings.back().seconds - readings.front().seconds;
+    if (span < trustedSpan)
+        fit.error += fit.rate * readingError / std::max(span, readingError);
     return fit;
 }
 
@@ -265,14 +288,18 @@ double ClockLine::at(std::uint64_t offset) const
     const double secondsPerByte = (to.seconds - from.seconds) / double(to.offset - from.offset);
     const double distance =
         offset >= base.offset ? double(offset - base.offset) : -double(base.offset - offset);
-    return base.seconds + distance * secondsPerByte;
+    // How densely the time goes on outside is anybody's guess.
+    constexpr double longestGuess = 0.1;
+    const double further = distance * secondsPerByte;
+    return base.seconds + (isOutside ? std::clamp(further, -longestGuess, longestGuess) : further);
 }
 
 VideoTimes timePictures(const Channel &channel, const std::vector<Unit> &units, const ClockLine &clock,
                         const RateHints &hints, const std::vector<std::uint32_t> &order, int log2MaxFrameNum)
 {
     VideoTimes times;
-    Count count = countFrames(channel);
+    const double likelyRate = std::clamp(std::max(hints.inSets, double(hints.requested)), 15.0, 120.0);
+    Count count = countFrames(channel, units, clock, likelyRate);
     const std::vector<Reading> readings = readingsOf(channel, units, count, clock);
     const Fit fit = fitRate(readings);
     const Rate rate = chooseRate(fit, hints);

@@ -14,7 +14,7 @@ public:
     [[nodiscard]] bool isUsable() const { return m_marks.size() >= 2; }
     /// Readings that rise with the file.
     [[nodiscard]] const std::vector<ClockMark> &marks() const { return m_marks; }
-    /// Seconds at that byte, continued beyond both ends.
+    /// Seconds at that byte; beyond both ends no more than 0.1 s further.
     [[nodiscard]] double at(std::uint64_t offset) const;
 
 private:
