@@ -37,7 +37,7 @@ public:
         if (unit.kind == UnitKind::Slice)
             takeSlice(unit);
         else if (mayFollowSlices(m_codec, unit))
-            append(unit);
+            appendIfBehind(unit);
         else
             m_pending.push_back(unit);
         // No picture has that much before its first slice.
@@ -62,7 +62,7 @@ private:
     {
         const AccessUnit &last = m_result.pictures.back();
         constexpr std::uint32_t frameNumber = 0xf0000000; // as many bits of it as there are at least
-        if (unit.offset < last.end || unit.offset - last.end > longestPadding
+        if (unit.offset < last.end || unit.offset - last.end > longestPadding || !unit.isLinkedBefore
             || unit.slice.pictureSetId != last.slice.pictureSetId || unit.slice.isSync != last.slice.isSync)
             return false;
         return m_codec == VideoCodec::H265
@@ -94,6 +94,12 @@ private:
                && begin - m_pending[first - 1].end() < longestPadding)
             begin = m_pending[--first].offset;
         m_pending.erase(m_pending.begin(), m_pending.begin() + static_cast<std::ptrdiff_t>(first));
+    }
+
+    void appendIfBehind(const FoundUnit &unit)
+    {
+        if (!m_result.pictures.empty() && m_pending.empty() && unit.offset == m_result.pictures.back().end)
+            append(unit);
     }
 
     void append(const FoundUnit &unit)

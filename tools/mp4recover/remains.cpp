@@ -262,6 +262,8 @@ private:
 
 } // namespace
 
+bool isSoundStart(Bytes bytes) { return isAacStart(bytes) || mpegAudioHeaderAt(bytes).has_value(); }
+
 Remains classifyRemains(Bytes bytes, Span payload, const Landmarks &landmarks)
 {
     std::vector<Gap> gaps;

@@ -1,5 +1,7 @@
 #include "staletail.h"
 
+#include "remains.h"
+
 #include <algorithm>
 
 namespace {
@@ -46,6 +48,33 @@ bool looksLikeUnit(Bytes bytes, VideoCodec codec, std::uint64_t offset)
         && sliceStartOf(codec, head).has_value();
 }
 
+/// Where the writing ended between two places. A unit that was cut through has its header still; its data
+/// goes on as something else.
+std::uint64_t breakBetween(Bytes bytes, const Landmarks &landmarks, std::uint64_t begin, std::uint64_t end)
+{
+    const auto isBefore = [](const FoundUnit &unit, std::uint64_t place) { return unit.offset < place; };
+    auto unit = std::lower_bound(landmarks.units.begin(), landmarks.units.end(), begin, isBefore);
+    Span largest{end, 0};
+    std::uint64_t beforeLargest = end;
+    std::uint64_t lastUnit = begin;
+    for (std::uint64_t at = begin; at < end; ++unit) {
+        const bool isLast = unit == landmarks.units.end() || unit->offset >= end;
+        const std::uint64_t next = isLast ? end : unit->offset;
+        if (next > at && looksLikeUnit(bytes, landmarks.codec, at))
+            return at;
+        if (next > at && next - at > largest.size) {
+            largest = {at, next - at};
+            beforeLargest = lastUnit;
+        }
+        if (isLast)
+            break;
+        lastUnit = unit->offset;
+        at = unit->end();
+    }
+    // Behind a gap that isn't sound its unit isn't whole: its length told of bytes that were never written.
+    return isSoundStart(bytes.subspan(largest.offset, largest.size)) ? largest.offset : beforeLargest;
+}
+
 } // namespace
 
 std::uint64_t recordingEnd(Bytes bytes, Span payload, const Landmarks &landmarks)
@@ -56,25 +85,7 @@ std::uint64_t recordingEnd(Bytes bytes, Span payload, const Landmarks &landmarks
         stale = firstStale(landmarks.blocks, Block::Kind::Position, lastGood);
     if (stale == nullptr)
         return payload.end();
-    // A unit that the end of the writing cut through has its header still; its data goes on as something
-    // else.
-    const auto isBefore = [](const FoundUnit &unit, std::uint64_t place) { return unit.offset < place; };
-    auto unit = std::lower_bound(landmarks.units.begin(), landmarks.units.end(), lastGood->end(), isBefore);
-    std::uint64_t end = lastGood->end();
-    std::uint64_t firstGap = 0;
-    for (;; ++unit) {
-        const bool isLast = unit == landmarks.units.end() || unit->offset >= stale->offset;
-        const std::uint64_t next = isLast ? stale->offset : unit->offset;
-        if (next > end) {
-            if (looksLikeUnit(bytes, landmarks.codec, end))
-                return end;
-            if (firstGap == 0)
-                firstGap = end;
-        }
-        if (isLast)
-            return firstGap != 0 ? firstGap : end;
-        end = unit->end();
-    }
+    return breakBetween(bytes, landmarks, lastGood->end(), stale->offset);
 }
 
 void cutOff(Landmarks &landmarks, std::uint64_t end)

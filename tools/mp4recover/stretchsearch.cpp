@@ -17,9 +17,9 @@ constexpr std::uint64_t leastTail = 64; // zeros behind the last unit
 // Scores are about natural logarithms of how much likelier the thing is for units than by chance.
 namespace score {
 constexpr double firstSlice = 4;
-constexpr double laterSlice = 2;
-constexpr double wellFormed = 5;
-constexpr double filler = 3;
+// Units that never stand alone must have a neighbour.
+constexpr double laterSlice = -4;
+constexpr double wellFormed = -3;
 constexpr double endUnit = -6;
 constexpr double damaged = -10;
 constexpr double perSizeDoubling = 0.2;
@@ -144,9 +144,7 @@ private:
         if (candidate.isOpen
             || !isWellFormed(m_codec, candidate.kind, m_bytes.subspan(begin, candidate.end - begin)))
             return false;
-        candidate.weight = candidate.kind == UnitKind::Filler ? score::filler
-            : candidate.kind == UnitKind::End                 ? score::endUnit
-                                                              : score::wellFormed;
+        candidate.weight = candidate.kind == UnitKind::End ? score::endUnit : score::wellFormed;
         return candidate.kind == UnitKind::End || firstForbidden(begin, candidate.end) == nullptr;
     }
 
