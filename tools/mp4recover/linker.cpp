@@ -51,9 +51,9 @@ public:
     /// known.
     [[nodiscard]] double surprise(double size, double variance) const
     {
-        constexpr int sureCount = 8;
         const double deviation = size - m_mean;
-        return deviation * deviation / (2 * variance) * std::min<int>(m_count, sureCount) / sureCount;
+        const double known = static_cast<double>(m_count) / (m_count + 1.0);
+        return deviation * deviation / (2 * variance) * known;
     }
     [[nodiscard]] double deviation(double size) const { return m_count == 0 ? 0 : size - m_mean; }
     void learn(double size)
@@ -144,8 +144,8 @@ public:
         for (Channel &channel : first.channels)
             channel.numbering = numbering;
         m_states.push_back(first);
-        for (const AccessUnit &picture : found.pictures)
-            m_usualSize += static_cast<double>(picture.end - picture.offset)
+        if (!found.pictures.empty())
+            m_usualSize = static_cast<double>(found.pictures.back().end - found.pictures.front().offset)
                 / static_cast<double>(found.pictures.size());
         for (std::size_t i = 1; i < m_count; ++i)
             m_haveEqualRates &= requests[i].framesPerSecond == requests[0].framesPerSecond;
@@ -176,29 +176,46 @@ private:
             const double noise = picture.isSupported ? cost::supportedNoise : cost::noise;
             m_steps.push_back({m_states[i].cost + noise, i, noChannel});
         }
-        const std::size_t width = index < m_wideUntil ? beamWidthAtLoss : beamWidth;
-        const std::size_t kept = std::min(width, m_steps.size());
-        std::partial_sort(m_steps.begin(), m_steps.begin() + static_cast<std::ptrdiff_t>(kept), m_steps.end(),
-                          [](const Step &a, const Step &b) { return a.cost < b.cost; });
-        m_steps.resize(kept);
-        follow(index);
+        std::sort(m_steps.begin(), m_steps.end(),
+                  [](const Step &a, const Step &b) { return a.cost < b.cost; });
+        follow(index, index < m_wideUntil ? beamWidthAtLoss : beamWidth);
         m_lastEnd = picture.end;
     }
 
-    /// Makes the steps that are kept the states.
-    void follow(std::uint32_t index)
+    /// Makes the cheapest steps the states. Of those that differ no more in what can follow one is enough.
+    void follow(std::uint32_t index, std::size_t width)
     {
         m_layers[index] = m_choices.size();
         m_next.clear();
         for (const Step &step : m_steps) {
+            if (m_next.size() == width)
+                break;
             State &next = m_next.emplace_back(m_states[step.state]);
+            if (step.channel != noChannel)
+                serve(next, step.channel, index);
+            if (isKnown(next)) {
+                m_next.pop_back();
+                continue;
+            }
             m_choices.push_back({next.origin, step.channel});
             next.cost = step.cost;
             next.origin = static_cast<std::uint8_t>(m_next.size() - 1);
-            if (step.channel != noChannel)
-                serve(next, step.channel, index);
         }
         m_states.swap(m_next);
+    }
+
+    /// Whether the newest of the next states is as good as one before it.
+    [[nodiscard]] bool isKnown(const State &state) const
+    {
+        return std::any_of(m_next.begin(), m_next.end() - 1, [&](const State &other) {
+            for (std::size_t i = 0; i < m_count; ++i) {
+                const Channel &a = state.channels[i];
+                const Channel &b = other.channels[i];
+                if (a.served != b.served || !a.numbering.isAt(b.numbering))
+                    return false;
+            }
+            return state.last == other.last && state.run == other.run;
+        });
     }
 
     /// Each state with 0, 1, 2 ... pictures lost, whose turn it was; about as many as there is room for.
@@ -457,7 +474,7 @@ private:
     std::vector<State> m_states;
     std::vector<State> m_next;
     std::vector<Step> m_steps;
-    double m_usualSize = 1; ///< of a picture, in bytes
+    double m_usualSize = 1; ///< bytes from picture to picture
     std::uint32_t m_wideUntil = 0; ///< a picture's index
     std::vector<Choice> m_choices; ///< of all states that were kept
     std::vector<std::size_t> m_layers; ///< where those of each picture begin

@@ -21,6 +21,11 @@ public:
     Numbering(VideoCodec codec, int bits, bool isReordered);
 
     [[nodiscard]] bool hasStarted() const { return m_hasStarted; }
+    /// Whether the same numbers would fit.
+    [[nodiscard]] bool isAt(const Numbering &other) const
+    {
+        return m_mark == other.m_mark && m_seen == other.m_seen && m_hasStarted == other.m_hasStarted;
+    }
     [[nodiscard]] Fit fit(const SliceStart &slice) const;
     void advance(const SliceStart &slice);
     /// As if a picture had been there that others refer to.

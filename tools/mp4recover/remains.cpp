@@ -114,8 +114,8 @@ bool isAacStart(Bytes bytes)
     constexpr unsigned pair = 1;
     constexpr unsigned fill = 6;
     const unsigned element = bitsAt(data, 0, 3);
-    if (element == fill)
-        return bitsAt(data, 3, 4) != 0;
+    if (element == fill) // such as an encoder puts its name into
+        return bitsAt(data, 3, 4) == 15;
     if ((element != single && element != pair) || bitsAt(data, 3, 4) != 0)
         return false;
     unsigned at = 7;
@@ -153,6 +153,14 @@ double roughness(Bytes bytes, bool isBigEndian)
     return sum == 0 ? 0 : std::min(differences, farDifferences) / sum / chanceRatio;
 }
 
+bool isSmooth(Bytes bytes)
+{
+    constexpr std::size_t enough = 512;
+    constexpr double most = 0.7;
+    const Bytes head = bytes.first(std::min(bytes.size(), enough));
+    return std::min(roughness(head, false), roughness(head, true)) < most;
+}
+
 std::uint64_t medianSize(const std::vector<Gap> &gaps)
 {
     std::vector<std::uint64_t> sizes;
@@ -177,6 +185,8 @@ public:
         , m_largest(std::max<std::uint64_t>(longestPadding, 8 * medianSize(m_gaps)))
     {
     }
+
+    [[nodiscard]] SoundShape shape() const { return {kind(), m_largest}; }
 
     Remains run()
     {
@@ -260,14 +270,33 @@ private:
     Remains m_remains;
 };
 
+std::vector<Gap> gapsOf(Bytes bytes, Span part, const Landmarks &landmarks)
+{
+    std::vector<Gap> gaps;
+    forEachGap(part, landmarks,
+               [&](const Span &span) { gaps.push_back(gapOf(bytes, landmarks.codec, span)); });
+    return gaps;
+}
+
 } // namespace
 
-bool isSoundStart(Bytes bytes) { return isAacStart(bytes) || mpegAudioHeaderAt(bytes).has_value(); }
+SoundShape soundShapeOf(Bytes bytes, Span part, const Landmarks &landmarks)
+{
+    return Classification(bytes, gapsOf(bytes, part, landmarks), landmarks).shape();
+}
+
+bool isSoundStart(SoundKind kind, Bytes bytes)
+{
+    switch (kind) {
+    case SoundKind::None: return false;
+    case SoundKind::Aac: return isAacStart(bytes);
+    case SoundKind::Mp3: return mpegAudioHeaderAt(bytes).has_value();
+    case SoundKind::Pcm16: return isSmooth(bytes);
+    }
+    return false;
+}
 
 Remains classifyRemains(Bytes bytes, Span payload, const Landmarks &landmarks)
 {
-    std::vector<Gap> gaps;
-    forEachGap(payload, landmarks,
-               [&](const Span &span) { gaps.push_back(gapOf(bytes, landmarks.codec, span)); });
-    return Classification(bytes, std::move(gaps), landmarks).run();
+    return Classification(bytes, gapsOf(bytes, payload, landmarks), landmarks).run();
 }

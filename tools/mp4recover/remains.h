@@ -8,10 +8,19 @@ struct Remains {
     std::vector<Span> losses;
 };
 
-/// Whether the bytes begin as a frame of AAC or of MPEG audio layer III does.
-[[nodiscard]] bool isSoundStart(Bytes bytes);
+/// What the sound is like, if there is any.
+struct SoundShape {
+    SoundKind kind = SoundKind::None;
+    std::uint64_t largestPiece = 0; ///< bytes between two other things
+};
 
-/// Tells sound from padding and from what damage left over. AAC in MP4 and PCM have no headers, so sound is
-/// what nothing else claims, told by its beginnings and by how its numbers follow each other. Looks only at
-/// [payload.offset, payload.end()).
+/// Guesses from what stands between the landmarks in that part of the file. AAC in MP4 and PCM have no
+/// headers, so sound is what nothing else claims, told by its beginnings and by how its numbers follow each
+/// other.
+[[nodiscard]] SoundShape soundShapeOf(Bytes bytes, Span part, const Landmarks &landmarks);
+
+/// Whether the bytes begin as such sound does.
+[[nodiscard]] bool isSoundStart(SoundKind kind, Bytes bytes);
+
+/// Tells sound from padding and from what damage left over, in [payload.offset, payload.end()).
 [[nodiscard]] Remains classifyRemains(Bytes bytes, Span payload, const Landmarks &landmarks);

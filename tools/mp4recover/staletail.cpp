@@ -50,29 +50,33 @@ bool looksLikeUnit(Bytes bytes, VideoCodec codec, std::uint64_t offset)
 
 /// Where the writing ended between two places. A unit that was cut through has its header still; its data
 /// goes on as something else.
-std::uint64_t breakBetween(Bytes bytes, const Landmarks &landmarks, std::uint64_t begin, std::uint64_t end)
+std::uint64_t breakBetween(Bytes bytes, const Landmarks &landmarks, const SoundShape &sound,
+                           std::uint64_t begin, std::uint64_t end)
 {
     const auto isBefore = [](const FoundUnit &unit, std::uint64_t place) { return unit.offset < place; };
     auto unit = std::lower_bound(landmarks.units.begin(), landmarks.units.end(), begin, isBefore);
     Span largest{end, 0};
-    std::uint64_t beforeLargest = end;
     std::uint64_t lastUnit = begin;
     for (std::uint64_t at = begin; at < end; ++unit) {
         const bool isLast = unit == landmarks.units.end() || unit->offset >= end;
-        const std::uint64_t next = isLast ? end : unit->offset;
-        if (next > at && looksLikeUnit(bytes, landmarks.codec, at))
-            return at;
-        if (next > at && next - at > largest.size) {
-            largest = {at, next - at};
-            beforeLargest = lastUnit;
+        const Span gap{at, (isLast ? end : std::max(at, unit->offset)) - at};
+        if (gap.size > 0) {
+            const bool isSound = isSoundStart(sound.kind, bytes.subspan(gap.offset, gap.size));
+            if (looksLikeUnit(bytes, landmarks.codec, at) || (isSound && gap.size > sound.largestPiece))
+                return at;
+            // Behind a gap that isn't sound the unit isn't whole: its length told of bytes that were never
+            // written.
+            if (!isSound)
+                return lastUnit;
+            if (gap.size > largest.size)
+                largest = gap;
         }
         if (isLast)
             break;
         lastUnit = unit->offset;
         at = unit->end();
     }
-    // Behind a gap that isn't sound its unit isn't whole: its length told of bytes that were never written.
-    return isSoundStart(bytes.subspan(largest.offset, largest.size)) ? largest.offset : beforeLargest;
+    return largest.offset;
 }
 
 } // namespace
@@ -85,7 +89,9 @@ std::uint64_t recordingEnd(Bytes bytes, Span payload, const Landmarks &landmarks
         stale = firstStale(landmarks.blocks, Block::Kind::Position, lastGood);
     if (stale == nullptr)
         return payload.end();
-    return breakBetween(bytes, landmarks, lastGood->end(), stale->offset);
+    const Span good{payload.offset, lastGood->end() - payload.offset};
+    const SoundShape sound = soundShapeOf(bytes, good, landmarks);
+    return breakBetween(bytes, landmarks, sound, lastGood->end(), stale->offset);
 }
 
 void cutOff(Landmarks &landmarks, std::uint64_t end)

@@ -23,10 +23,12 @@ constexpr double wellFormed = -3;
 constexpr double endUnit = -6;
 constexpr double damaged = -10;
 constexpr double perSizeDoubling = 0.2;
-constexpr double soundFrame = 0.5;
+constexpr double soundFrame = -3; // by chance there are many
 constexpr double unitToUnit = 8;
 constexpr double unitToSound = 4;
-constexpr double soundToAny = 6;
+constexpr double soundToUnit = 4;
+constexpr double soundToSound = 6;
+constexpr double soundToEnd = 2;
 constexpr double toOpenUnit = 5;
 constexpr double padded = -1; // the padding could be there by chance
 constexpr double toTail = 3;
@@ -209,7 +211,7 @@ private:
         if (to.isOpen)
             return score::toOpenUnit;
         if (from.isSound)
-            return score::soundToAny;
+            return to.isSound ? score::soundToSound : score::soundToUnit;
         if (to.isSound)
             return score::unitToSound;
         return score::unitToUnit + (to.begin == from.end ? 0 : score::padded);
@@ -242,10 +244,10 @@ private:
         const std::uint64_t end = m_stretch.end();
         if (m_end != StretchEnd::Open && candidate.end <= end && end - candidate.end < longestPadding
             && (candidate.end == end || isPadding(candidate.end, end)))
-            return candidate.isSound ? score::soundToAny : score::unitToUnit;
+            return candidate.isSound ? score::soundToEnd : score::unitToUnit;
         const std::uint64_t rest = std::min(end, candidate.end + leastTail);
         if (rest > candidate.end + lengthSize && isZero(candidate.end, rest))
-            return score::toTail;
+            return candidate.isSound ? 0 : score::toTail;
         return 0;
     }
 
