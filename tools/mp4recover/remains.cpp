@@ -9,8 +9,7 @@
 
 namespace {
 
-constexpr std::uint64_t sectorSize = 512;
-constexpr std::uint64_t longestPadding = 4096;
+constexpr std::uint64_t leastLargest = 4096; // pieces of sound may vary up to this
 constexpr std::uint64_t longestSilence = 64U << 10U; // of PCM, in one piece
 constexpr std::size_t fewestGaps = 2; // that speak for sound without a header
 
@@ -44,17 +43,55 @@ bool isBrokenUnit(Bytes bytes, VideoCodec codec, const Span &gap)
     return kind && (*kind == UnitKind::Slice ? sliceStartOf(codec, head).has_value() : size < maximumSetSize);
 }
 
-Gap gapOf(Bytes bytes, VideoCodec codec, Span span)
+/// The camera begins each sample at a multiple of this; 1 if it doesn't pad.
+std::uint64_t alignmentOf(const Landmarks &landmarks)
+{
+    constexpr std::array<std::uint64_t, 4> usual{4096, 2048, 1024, 512};
+    std::array<std::size_t, usual.size()> counts{};
+    std::size_t count = 0;
+    std::uint64_t end = 0;
+    for (const FoundUnit &unit : landmarks.units) {
+        if (unit.offset != end) {
+            ++count;
+            for (std::size_t i = 0; i < usual.size(); ++i)
+                counts[i] += unit.offset % usual[i] == 0 ? 1U : 0U;
+        }
+        end = unit.end();
+    }
+    for (std::size_t i = 0; i < usual.size(); ++i) {
+        if (count > 0 && counts[i] * 10 >= count * 8)
+            return usual[i];
+    }
+    return 1;
+}
+
+/// Several padded samples of sound may stand one behind the other.
+std::vector<Span> piecesOf(Bytes bytes, std::uint64_t alignment, const Span &span)
+{
+    std::vector<Span> pieces{span};
+    if (alignment == 1)
+        return pieces;
+    for (std::uint64_t at = (span.offset / alignment + 1) * alignment; at < span.end(); at += alignment) {
+        const bool isPadded = at >= span.offset + 2 && bytes[at - 1] == 0 && bytes[at - 2] == 0;
+        if (!isPadded || bytes[at] == 0)
+            continue;
+        pieces.back().size = at - pieces.back().offset;
+        pieces.push_back({at, span.end() - at});
+    }
+    return pieces;
+}
+
+Gap gapOf(Bytes bytes, VideoCodec codec, std::uint64_t alignment, Span span)
 {
     const std::uint64_t zeros = zerosFrom(bytes, span.offset, span.end());
     if (zeros == span.size) {
-        const bool isPadding = span.size < longestPadding && span.end() % sectorSize == 0;
+        const bool isPadding = span.size < alignment && span.end() % alignment == 0;
         return {span, isPadding ? GapKind::Padding : GapKind::Zeros};
     }
-    const std::uint64_t padding = (sectorSize - span.offset % sectorSize) % sectorSize;
-    if (padding > 1 && zeros >= padding)
+    const std::uint64_t padding = (alignment - span.offset % alignment) % alignment;
+    if (zeros >= padding)
         span = {span.offset + padding, span.size - padding};
-    if (span.end() % sectorSize == 0) {
+    if (alignment > 1 && span.end() % alignment == 0) {
         std::uint64_t end = span.end();
         while (bytes[end - 1] == 0)
             --end;
@@ -119,8 +156,10 @@ bool isAacStart(Bytes bytes)
     if ((element != single && element != pair) || bitsAt(data, 3, 4) != 0)
         return false;
     unsigned at = 7;
+    if (element == single && bitsAt(data, at, 8) == 0)
+        return false; // without gain
     if (element == single)
-        at += 8; // the gain
+        at += 8;
     else if (bitsAt(data, at++, 1) == 0)
         at += 8; // no common window: the first channel's gain comes first
     const bool isReserved = bitsAt(data, at, 1) != 0;
@@ -150,12 +189,12 @@ double roughness(Bytes bytes, bool isBigEndian)
         sum += std::abs(sample(i));
     }
     constexpr double chanceRatio = 4.0 / 3;
-    return sum == 0 ? 0 : std::min(differences, farDifferences) / sum / chanceRatio;
+    return sum == 0 ? 1 : std::min(differences, farDifferences) / sum / chanceRatio;
 }
 
 bool isSmooth(Bytes bytes)
 {
-    constexpr std::size_t enough = 512;
+    constexpr std::size_t enough = 4096;
     constexpr double most = 0.7;
     const Bytes head = bytes.first(std::min(bytes.size(), enough));
     return std::min(roughness(head, false), roughness(head, true)) < most;
@@ -182,7 +221,7 @@ public:
         : m_bytes(bytes)
         , m_gaps(std::move(gaps))
         , m_landmarks(landmarks)
-        , m_largest(std::max<std::uint64_t>(longestPadding, 8 * medianSize(m_gaps)))
+        , m_largest(std::max<std::uint64_t>(leastLargest, 8 * medianSize(m_gaps)))
     {
     }
 
@@ -236,16 +275,14 @@ private:
                 continue;
             ++count;
             aac += isAacStart(bytesOf(gap.span)) ? 1U : 0U;
-            const Bytes head =
-                bytesOf(gap.span).first(std::min<std::uint64_t>(gap.span.size, longestPadding));
-            smooth += std::min(roughness(head, false), roughness(head, true)) < 0.7 ? 1U : 0U;
+            smooth += isSmooth(bytesOf(gap.span)) ? 1U : 0U;
         }
-        if (count < fewestGaps)
-            return count > 0 && aac == count ? SoundKind::Aac : SoundKind::None;
-        if (aac * 10 >= count * 7 && aac >= smooth)
-            return SoundKind::Aac;
-        if (smooth * 10 >= count * 6)
+        if (smooth * 10 >= count * 6 && count > 0)
             return SoundKind::Pcm16;
+        if (count < fewestGaps)
+            return SoundKind::None;
+        if (aac * 10 >= count * 7)
+            return SoundKind::Aac;
         // Leftovers of damage are few.
         return aac * 2 >= count || count * 20 > m_landmarks.units.size() ? SoundKind::Aac : SoundKind::None;
     }
@@ -273,8 +310,11 @@ private:
 std::vector<Gap> gapsOf(Bytes bytes, Span part, const Landmarks &landmarks)
 {
     std::vector<Gap> gaps;
-    forEachGap(part, landmarks,
-               [&](const Span &span) { gaps.push_back(gapOf(bytes, landmarks.codec, span)); });
+    const std::uint64_t alignment = alignmentOf(landmarks);
+    forEachGap(part, landmarks, [&](const Span &span) {
+        for (const Span &piece : piecesOf(bytes, alignment, span))
+            gaps.push_back(gapOf(bytes, landmarks.codec, alignment, piece));
+    });
     return gaps;
 }
 
