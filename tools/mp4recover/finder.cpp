@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The channels that were asked for, or that the recording itself tells of; at least one.
+/// The channels that were asked for, or that the telemetry tells of.
 std::vector<ChannelRequest> channelsOf(Bytes bytes, const std::vector<ChannelRequest> &requests,
                                        const Landmarks &landmarks)
 {
@@ -24,7 +24,7 @@ std::vector<ChannelRequest> channelsOf(Bytes bytes, const std::vector<ChannelReq
         if (auto channels = channelsOf(bytes, block); !channels.empty())
             return channels;
     }
-    return {ChannelRequest{}};
+    return {};
 }
 
 class ChannelBuilder
@@ -75,7 +75,7 @@ std::vector<Channel> buildChannels(VideoCodec codec, const AccessUnits &found, c
     std::vector<ChannelBuilder> builders;
     for (std::size_t i = 0; i < channels.size(); ++i) {
         channels[i].codec = codec;
-        if (requests[i].width > 0)
+        if (requests[i].framesPerSecond > 0)
             channels[i].request = requests[i];
         builders.emplace_back(channels[i], numbering, losses);
     }
@@ -118,13 +118,15 @@ void addSetsOf(const std::vector<IndexTrack> &tracks, std::vector<Channel> &chan
 }
 
 Findings findWithoutIndex(Bytes bytes, Span payload, const Landmarks &landmarks,
-                          const std::vector<ChannelRequest> &channels)
+                          const std::vector<ChannelRequest> &requests)
 {
     Findings findings;
     Remains remains = classifyRemains(bytes, payload, landmarks);
     findings.sound = std::move(remains.sound);
     findings.losses = std::move(remains.losses);
     const AccessUnits found = groupUnits(bytes, landmarks.codec, landmarks.units);
+    const std::vector<ChannelRequest> channels =
+        requests.empty() ? guessChannels(landmarks.codec, found, findings.losses) : requests;
     const Links links = linkChannels(landmarks.codec, found, channels, findings.losses);
     findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
     findings.units = withoutLengths(found.units);

@@ -566,3 +566,43 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
     }
     return best;
 }
+
+std::vector<ChannelRequest> guessChannels(VideoCodec codec, const AccessUnits &found,
+                                          const std::vector<Span> &losses)
+{
+    constexpr std::size_t mostGuessed = 5;
+    constexpr double worthAnother = 0.5; // per picture
+    std::vector<ChannelRequest> channels;
+    for (const SetGroup &group : found.sets) {
+        const bool isKnown =
+            std::any_of(channels.begin(), channels.end(), [&](const ChannelRequest &channel) {
+                return channel.width == group.width && channel.height == group.height;
+            });
+        if (group.width > 0 && !isKnown && channels.size() < mostGuessed)
+            channels.push_back({group.width, group.height, 0});
+    }
+    if (channels.empty())
+        channels.emplace_back();
+    double cost = linkChannels(codec, found, channels, losses).cost;
+    while (channels.size() < mostGuessed) {
+        std::vector<ChannelRequest> best;
+        double bestCost = cost - worthAnother * static_cast<double>(found.pictures.size());
+        for (std::size_t i = 0; i < channels.size(); ++i) {
+            if (i > 0 && channels[i].width == channels[i - 1].width
+                && channels[i].height == channels[i - 1].height)
+                continue;
+            std::vector<ChannelRequest> more = channels;
+            more.insert(more.begin() + static_cast<std::ptrdiff_t>(i), channels[i]);
+            const double moreCost = linkChannels(codec, found, more, losses).cost;
+            if (moreCost < bestCost) {
+                bestCost = moreCost;
+                best = std::move(more);
+            }
+        }
+        if (best.empty())
+            break;
+        channels = std::move(best);
+        cost = bestCost;
+    }
+    return channels;
+}

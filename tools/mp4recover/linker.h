@@ -22,3 +22,9 @@ struct Links {
 [[nodiscard]] Links linkChannels(VideoCodec codec, const AccessUnits &found,
                                  const std::vector<ChannelRequest> &channels,
                                  const std::vector<Span> &losses);
+
+/// How many channels there are, if nothing tells: as many as there are picture sizes in the parameter sets,
+/// and more of a size where the pictures' numbers fit much better then. Sizes are 0 where they aren't known.
+/// At least one.
+[[nodiscard]] std::vector<ChannelRequest> guessChannels(VideoCodec codec, const AccessUnits &found,
+                                                        const std::vector<Span> &losses);
