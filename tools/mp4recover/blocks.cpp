@@ -12,6 +12,7 @@ constexpr std::uint64_t tagSize = 3;
 constexpr std::uint64_t headerSize = 8;
 constexpr std::uint32_t maximumText = 4096;
 constexpr std::uint32_t smallestAcceleration = 15;
+constexpr std::size_t accelerationsPerSecond = 10;
 constexpr std::uint32_t largestAcceleration = 512;
 
 std::optional<Block::Kind> kindAt(const std::uint8_t *bytes)
@@ -132,6 +133,29 @@ std::vector<const Block *> timed(const std::vector<Block> &blocks, Block::Kind k
     return found;
 }
 
+/// Readings of one second.
+struct Run {
+    std::size_t first = 0;
+    std::size_t count = 0;
+};
+
+/// Before which reading of the second those that are missing must have been: the first second lacks its
+/// beginning, the last its end, any other what was lost where the readings are farthest apart.
+std::size_t widestGap(const std::vector<const Block *> &readings, const Run &run)
+{
+    if (run.first == 0)
+        return 0;
+    const std::size_t end = run.first + run.count;
+    if (end == readings.size())
+        return run.count;
+    std::size_t widest = run.first;
+    const auto width = [&readings](std::size_t i) { return readings[i]->offset - readings[i - 1]->offset; };
+    for (std::size_t i = run.first + 1; i <= end; ++i)
+        if (width(i) > width(widest))
+            widest = i;
+    return widest - run.first;
+}
+
 } // namespace
 
 std::optional<Block> blockAt(Bytes bytes, std::uint64_t offset)
@@ -181,31 +205,28 @@ std::vector<ClockMark> clockOf(const std::vector<Block> &blocks)
     if (readings.empty())
         return {};
 
-    struct Run {
-        std::size_t first = 0;
-        std::size_t count = 0;
-    };
     std::vector<Run> runs;
     for (std::size_t i = 0; i < readings.size(); ++i) {
         if (runs.empty() || readings[i]->second != readings[i - 1]->second)
             runs.push_back({i, 0});
         ++runs.back().count;
     }
-    std::vector<std::size_t> counts;
+    // The first and the last second are there in part only, and any other may have lost readings.
+    std::size_t usual = 1;
     for (const Run &run : runs)
-        counts.push_back(run.count);
-    const auto middle = counts.begin() + static_cast<std::ptrdiff_t>(counts.size() / 2);
-    std::nth_element(counts.begin(), middle, counts.end());
-    const std::size_t usual = *middle;
+        usual = std::max(usual, run.count);
+    constexpr std::size_t plausiblePart = 4;
+    if (usual >= plausiblePart)
+        usual = std::max(usual, accelerationsPerSecond);
 
     std::vector<ClockMark> marks;
     for (const Run &run : runs) {
         const std::size_t spread = std::max(run.count, usual);
-        // The first second is the only one that lacks its beginning.
-        const std::size_t missing = run.first == 0 ? spread - run.count : 0;
+        const std::size_t widest = widestGap(readings, run);
         for (std::size_t i = 0; i < run.count; ++i) {
             const Block &block = *readings[run.first + i];
-            const double fraction = static_cast<double>(missing + i) / static_cast<double>(spread);
+            const std::size_t place = i < widest ? i : i + spread - run.count;
+            const double fraction = static_cast<double>(place) / static_cast<double>(spread);
             marks.push_back({block.offset, static_cast<double>(*block.second) + fraction});
         }
     }
