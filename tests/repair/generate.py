@@ -43,7 +43,7 @@ def sound_truth(cache, recording, places, damaged):
         return None
     p = recording.sound.parameters
     length = recording.sound.samples / p.rate
-    return {"kind": p.kind, "begin": complete[0] * length, "end": (complete[-1] + 1) * length,
+    return {"kind": p.kind, "rate": p.rate, "begin": complete[0] * length, "end": (complete[-1] + 1) * length,
             "places": [(place.offset, len(place.data)) for place in places],
             "wave": os.path.abspath(streams.wave_path(cache, p))}
 

@@ -94,9 +94,10 @@ def make_sound(cache, form, scene):
 
 
 def lags(form, dice):
-    """For "overtake": how many seconds late the channel's writer is, changing by chance."""
-    steps = []
-    time = 0.0
+    """For "overtake": how many seconds late the channel's writer is, changing by chance; not at first, since nothing but the
+    first frames' order tells which of equal channels is which."""
+    steps = [(0.0, 0.0)]
+    time = dice.uniform(0.2, 0.8)
     while time < form.seconds + 1:
         steps.append((time, dice.uniform(0, form.lag) / float(form.rate_of(0))))
         time += dice.uniform(0.2, 0.8)

@@ -167,6 +167,9 @@ def score_sound(score, truth, path, pictures_late):
     if not exists:
         score.sound_error = float("inf")
         return
+    rate = streams.run(["ffprobe", "-v", "error", "-show_entries", "stream=sample_rate", "-of", "default=nk=1:nw=1", path])
+    if int(rate) != truth["rate"]:
+        score.faults.append(f"sound at {int(rate)} Hz, not {truth['rate']}")
     got = streams.run(["ffmpeg", "-v", "error", "-i", path, "-ac", "1", "-ar", str(envelope.RATE), "-f", "s16le", "-"])
     length = len(got) / 2 / envelope.RATE
     score.sound_error = max(truth["end"] - truth["begin"] - length, length - truth["end"], 0)
