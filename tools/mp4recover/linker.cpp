@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 namespace {
 
@@ -533,6 +534,38 @@ Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &chann
     return habits;
 }
 
+/// Channels that were asked for alike are numbered by the ids of their parameter sets, if these differ.
+void orderById(const AccessUnits &found, const std::vector<ChannelRequest> &requests,
+               std::vector<std::uint8_t> &channels)
+{
+    constexpr int unknown = -1;
+    std::vector<int> ids(requests.size(), unknown);
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (channels[i] != Links::none && ids[channels[i]] == unknown)
+            ids[channels[i]] = found.pictures[i].slice.pictureSetId;
+    }
+    std::vector<std::uint8_t> places(requests.size());
+    std::iota(places.begin(), places.end(), std::uint8_t{0});
+    const auto isAlike = [&](std::size_t a, std::size_t b) {
+        return requests[a].width == requests[b].width && requests[a].height == requests[b].height
+            && requests[a].framesPerSecond == requests[b].framesPerSecond && ids[a] != unknown
+            && ids[b] != unknown;
+    };
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        for (std::size_t j = i + 1; j < ids.size(); ++j) {
+            if (isAlike(i, j) && ids[j] < ids[i]) {
+                std::swap(ids[i], ids[j]);
+                std::swap(places[i], places[j]);
+            }
+        }
+    }
+    std::vector<std::uint8_t> numbers(requests.size());
+    for (std::size_t i = 0; i < places.size(); ++i)
+        numbers[places[i]] = static_cast<std::uint8_t>(i);
+    for (std::uint8_t &channel : channels)
+        channel = channel == Links::none ? channel : numbers[channel];
+}
+
 } // namespace
 
 Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &channels,
@@ -564,6 +597,7 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
         habits = habitsOf(found, best.channels, channels.size());
         best = link(Order::Turns);
     }
+    orderById(found, channels, best.channels);
     return best;
 }
 
@@ -581,6 +615,10 @@ std::vector<ChannelRequest> guessChannels(VideoCodec codec, const AccessUnits &f
         if (group.width > 0 && !isKnown && channels.size() < mostGuessed)
             channels.push_back({group.width, group.height, 0});
     }
+    // The main camera has the largest pictures.
+    std::stable_sort(channels.begin(), channels.end(), [](const ChannelRequest &a, const ChannelRequest &b) {
+        return a.width * a.height > b.width * b.height;
+    });
     if (channels.empty())
         channels.emplace_back();
     double cost = linkChannels(codec, found, channels, losses).cost;
