@@ -72,6 +72,16 @@ private:
 
 /// What a first assignment tells of a recording.
 struct Habits {
+    explicit Habits(const std::vector<ChannelRequest> &requests)
+    {
+        rates.fill(requests[0].framesPerSecond > 0 ? requests[0].framesPerSecond : 30);
+        for (std::size_t i = 0; i < std::min(requests.size(), rates.size()); ++i) {
+            if (requests[i].framesPerSecond > 0)
+                rates[i] = requests[i].framesPerSecond;
+        }
+    }
+
+    std::array<double, maximumChannels> rates{}; ///< pictures a second; only their ratios matter
     double turnCost = 3; ///< of each channel that is passed over
     std::array<double, 3> sizeVariances{0.4, 0.4, 0.4}; ///< by size class
 };
@@ -149,7 +159,7 @@ public:
             m_usualSize = static_cast<double>(found.pictures.back().end - found.pictures.front().offset)
                 / static_cast<double>(found.pictures.size());
         for (std::size_t i = 1; i < m_count; ++i)
-            m_haveEqualRates &= requests[i].framesPerSecond == requests[0].framesPerSecond;
+            m_haveEqualRates &= habits.rates[i] == habits.rates[0];
     }
 
     Links run()
@@ -247,10 +257,16 @@ private:
     void skipTurn(State &state, std::uint32_t index) const
     {
         std::uint8_t next = 0;
-        for (std::uint8_t i = 0; i < m_count; ++i)
-            next = countEarlier(state, i) == 0 ? i : next;
+        double least = countEarlier(state, 0);
+        for (std::uint8_t i = 1; i < m_count; ++i) {
+            if (const double earlier = countEarlier(state, i); earlier < least) {
+                least = earlier;
+                next = i;
+            }
+        }
         Channel &channel = state.channels[next];
         channel.served = index;
+        channel.seconds += static_cast<float>(1 / rateOf(next));
         if (!channel.numbering.hasStarted())
             return;
         const bool isSync = channel.groupsOfThatLength > 0 && channel.inGroup >= channel.groupLength;
@@ -347,7 +363,7 @@ private:
     [[nodiscard]] double orderCost(const State &state, std::uint8_t index, const AccessUnit &picture,
                                    bool isDamageNear) const
     {
-        const auto earlier = static_cast<double>(countEarlier(state, index));
+        const double earlier = countEarlier(state, index);
         if (m_order == Order::Turns)
             return earlier * (isDamageNear ? std::min(1.0, m_habits.turnCost) : m_habits.turnCost);
         const bool isStay = state.last == index;
@@ -375,25 +391,32 @@ private:
         return state.run + 1 == m_runLength ? cost::runAlmost : cost::runTooShort;
     }
 
-    /// How many other channels wait longer.
-    [[nodiscard]] std::size_t countEarlier(const State &state, std::uint8_t index) const
+    /// How many other channels should come first.
+    [[nodiscard]] double countEarlier(const State &state, std::uint8_t index) const
     {
-        const Channel &own = state.channels[index];
-        std::size_t count = 0;
-        for (std::size_t i = 0; i < m_count; ++i) {
-            const Channel &other = state.channels[i];
-            if (m_haveEqualRates || own.served == 0 || other.served == 0)
-                count += other.served < own.served || (other.served == own.served && i < index) ? 1U : 0U;
-            else
-                count += dueOf(other, i) + 0.25 / rateOf(index) < dueOf(own, index) ? 1U : 0U;
-        }
+        double count = 0;
+        for (std::size_t i = 0; i < m_count; ++i)
+            count += precedence(state, i, index);
         return count;
     }
 
-    [[nodiscard]] double rateOf(std::size_t index) const
+    /// From 0 to 1: how much sooner the other channel's next picture is due.
+    [[nodiscard]] double precedence(const State &state, std::size_t otherIndex, std::size_t index) const
     {
-        return m_requests[index].framesPerSecond > 0 ? m_requests[index].framesPerSecond : 30;
+        const Channel &own = state.channels[index];
+        const Channel &other = state.channels[otherIndex];
+        const bool waitsLonger =
+            other.served < own.served || (other.served == own.served && otherIndex < index);
+        if (m_haveEqualRates || own.served == 0 || other.served == 0)
+            return waitsLonger ? 1 : 0;
+        constexpr double same = 0.1; // of a period
+        constexpr double forSame = 0.2;
+        const double rate = std::max(rateOf(index), rateOf(otherIndex));
+        const double ahead = (dueOf(own, index) - dueOf(other, otherIndex)) * rate;
+        return ahead > same ? std::min(1.0, 0.5 + ahead) : ahead > -same && waitsLonger ? forSame : 0;
     }
+
+    [[nodiscard]] double rateOf(std::size_t index) const { return m_habits.rates[index]; }
     [[nodiscard]] double dueOf(const Channel &channel, std::size_t index) const
     {
         return channel.seconds + 1 / rateOf(index);
@@ -498,8 +521,10 @@ std::uint32_t usualRun(const std::vector<std::uint8_t> &channels)
 }
 
 /// How often channels were passed over, and how much the sizes of their pictures vary.
-Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels, std::size_t channelCount)
+Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
+                const std::vector<ChannelRequest> &requests)
 {
+    const std::size_t channelCount = requests.size();
     std::vector<std::size_t> served(channelCount, 0);
     std::vector<std::array<SizeModel, 3>> models(channelCount);
     std::array<double, 3> squares{};
@@ -519,10 +544,12 @@ Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &chann
         ++counts[kind];
         models[channel][kind].learn(size);
     }
-    Habits habits;
-    habits.turnCost = std::clamp(
-        -std::log((static_cast<double>(passedOver) + 0.5) / (static_cast<double>(channels.size()) + 1)),
-        cost::leastTurn, cost::mostTurn);
+    Habits habits(requests);
+    if (std::all_of(habits.rates.begin(), habits.rates.end(),
+                    [&](double rate) { return rate == habits.rates[0]; }))
+        habits.turnCost = std::clamp(
+            -std::log((static_cast<double>(passedOver) + 0.5) / (static_cast<double>(channels.size()) + 1)),
+            cost::leastTurn, cost::mostTurn);
     for (std::size_t kind = 0; kind < counts.size(); ++kind) {
         constexpr std::size_t fewest = 20;
         constexpr double caution = 2; // sizes of neighbouring pictures depend on each other
@@ -573,7 +600,7 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
 {
     if (channels.empty() || found.pictures.empty())
         return {std::vector<std::uint8_t>(found.pictures.size(), Links::none), 0};
-    Habits habits;
+    Habits habits(channels);
     const auto link = [&](Order order, std::uint32_t runLength = 0) {
         return Beam(codec, found, channels, losses, habits, order, runLength).run();
     };
@@ -594,7 +621,7 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
             isInTurns &= !offer(link(Order::EqualRuns, length / divisor));
     }
     if (isInTurns) {
-        habits = habitsOf(found, best.channels, channels.size());
+        habits = habitsOf(found, best.channels, channels);
         best = link(Order::Turns);
     }
     orderById(found, channels, best.channels);
