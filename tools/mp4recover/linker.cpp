@@ -39,9 +39,8 @@ constexpr double leaveRunAtGap = 0.7;
 constexpr double stayAtGap = 0.5;
 constexpr double lagPerPicture = 0.01;
 constexpr double mostLag = 1;
-constexpr double runTooShort = 2;
-constexpr double runAlmost = 0.6;
-constexpr double runTooLong = 1.5;
+constexpr double offRunPerPicture = 0.6;
+constexpr double mostOffRun = 6;
 } // namespace cost
 
 /// The usual size of a channel's pictures, as logarithm to the base 2.
@@ -92,6 +91,9 @@ enum class Order {
     EqualRuns, ///< runs whose length is known
 };
 
+/// How many pictures of each channel stand in a row.
+using RunLengths = std::array<std::uint32_t, maximumChannels>;
+
 struct Channel {
     Numbering numbering;
     std::uint32_t served = 0; ///< 1 + index of its last picture; 0: none yet
@@ -140,13 +142,13 @@ class Beam
 {
 public:
     Beam(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &requests,
-         const std::vector<Span> &losses, const Habits &habits, Order order, std::uint32_t runLength)
+         const std::vector<Span> &losses, const Habits &habits, Order order, const RunLengths &runLengths)
         : m_found(found)
         , m_requests(requests)
         , m_losses(losses)
         , m_habits(habits)
         , m_order(order)
-        , m_runLength(runLength)
+        , m_runLengths(runLengths)
         , m_count(std::min(requests.size(), maximumChannels))
     {
         const int bits = counterBitsOf(codec, found, m_count);
@@ -382,13 +384,11 @@ private:
 
     [[nodiscard]] double runCost(const State &state, bool isStay) const
     {
-        if (isStay)
-            return state.run > m_runLength ? cost::runTooLong
-                : state.run == m_runLength ? cost::runAlmost
-                                           : 0;
-        if (state.last == Links::none || state.run >= m_runLength)
+        if (state.last == Links::none)
             return 0;
-        return state.run + 1 == m_runLength ? cost::runAlmost : cost::runTooShort;
+        const double missing = static_cast<double>(m_runLengths[state.last]) - state.run;
+        const double off = isStay ? 1 - missing : missing;
+        return off <= 0 ? 0 : std::min(cost::mostOffRun, cost::offRunPerPicture * off);
     }
 
     /// How many other channels should come first.
@@ -489,7 +489,7 @@ private:
     const std::vector<Span> &m_losses;
     Habits m_habits;
     Order m_order;
-    std::uint32_t m_runLength;
+    RunLengths m_runLengths;
     std::size_t m_count;
     bool m_haveEqualRates = true;
     std::size_t m_nextLoss = 0;
@@ -504,20 +504,28 @@ private:
     std::vector<std::size_t> m_layers; ///< where those of each picture begin
 };
 
-/// The usual number of pictures that one channel has in a row.
-std::uint32_t usualRun(const std::vector<std::uint8_t> &channels)
+/// The usual numbers of pictures that the channels have in a row.
+RunLengths usualRuns(const std::vector<std::uint8_t> &channels)
 {
-    std::vector<std::uint32_t> runs;
+    std::array<std::vector<std::uint32_t>, maximumChannels> runs;
     for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (channels[i] == Links::none)
+            continue;
+        std::vector<std::uint32_t> &own = runs[channels[i]];
         if (i == 0 || channels[i] != channels[i - 1])
-            runs.push_back(0);
-        ++runs.back();
+            own.push_back(0);
+        if (!own.empty())
+            ++own.back();
     }
-    if (runs.empty())
-        return 0;
-    const auto middle = runs.begin() + static_cast<std::ptrdiff_t>(runs.size() / 2);
-    std::nth_element(runs.begin(), middle, runs.end());
-    return *middle;
+    RunLengths lengths{};
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        if (runs[i].empty())
+            continue;
+        const auto middle = runs[i].begin() + static_cast<std::ptrdiff_t>(runs[i].size() / 2);
+        std::nth_element(runs[i].begin(), middle, runs[i].end());
+        lengths[i] = *middle;
+    }
+    return lengths;
 }
 
 /// How often channels were passed over, and how much the sizes of their pictures vary.
@@ -601,8 +609,8 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
     if (channels.empty() || found.pictures.empty())
         return {std::vector<std::uint8_t>(found.pictures.size(), Links::none), 0};
     Habits habits(channels);
-    const auto link = [&](Order order, std::uint32_t runLength = 0) {
-        return Beam(codec, found, channels, losses, habits, order, runLength).run();
+    const auto link = [&](Order order, const RunLengths &runLengths = {}) {
+        return Beam(codec, found, channels, losses, habits, order, runLengths).run();
     };
     Links best = link(Order::Turns);
     if (channels.size() == 1)
@@ -614,11 +622,15 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
         return isBetter;
     };
     Links runs = link(Order::Runs);
-    const std::uint32_t length = usualRun(runs.channels);
+    const RunLengths lengths = usualRuns(runs.channels);
+    const std::uint32_t longest = *std::max_element(lengths.begin(), lengths.end());
     bool isInTurns = !offer(std::move(runs));
     for (const std::uint32_t divisor : {1U, 2U, 3U}) {
-        if (length % divisor == 0 && length / divisor > 1)
-            isInTurns &= !offer(link(Order::EqualRuns, length / divisor));
+        RunLengths parts = lengths;
+        for (std::uint32_t &length : parts)
+            length = std::max(1U, length / divisor);
+        if (longest / divisor > 1)
+            isInTurns &= !offer(link(Order::EqualRuns, parts));
     }
     if (isInTurns) {
         habits = habitsOf(found, best.channels, channels);
