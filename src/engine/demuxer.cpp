@@ -52,7 +52,7 @@ int Demuxer::openFormat()
     format->interrupt_callback = {
         [](void *self) { return static_cast<Demuxer *>(self)->mustGiveUp() ? 1 : 0; }, this};
     format->probesize = 4 << 20;
-    format->max_analyze_duration = 2 * AV_TIME_BASE;
+    format->max_analyze_duration = int64_t{2} * AV_TIME_BASE;
     format->max_streams = 64;
     format->format_whitelist = av_strdup(allowedFormats);
     const int opened = avformat_open_input(&format, nullptr, nullptr, nullptr); // frees it on failure

@@ -136,12 +136,12 @@ QCoro::Task<OpenedMovie> openOn(QString path, HostClockMaker makeClock)
 QCoro::Task<OpenedMovie> openMovie(QString path)
 {
     const HostClockMaker makeClock = [] { return std::make_unique<SteadyClock>(); };
-    return openOn(path, makeClock);
+    return openOn(std::move(path), makeClock);
 }
 
 MovieOpener movieOpener(HostClockMaker makeClock)
 {
-    return [makeClock = std::move(makeClock)](QString path) { return openOn(path, makeClock); };
+    return [makeClock = std::move(makeClock)](QString path) { return openOn(std::move(path), makeClock); };
 }
 
 QCoro::Task<TrackCounts> countTracks(QString path)
