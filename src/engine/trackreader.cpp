@@ -12,7 +12,7 @@ namespace {
 constexpr int longestLead = 64; // packets before the first one that is shown
 constexpr int mostBadPackets = 1000; // in a row
 constexpr auto measuringTime = std::chrono::seconds(2);
-constexpr double longestEstimate = 1e15; // nanoseconds: more than eleven days
+constexpr auto longestLength = std::chrono::hours(24 * 10); // of a recording; more is a fault of the file
 constexpr int64_t mostMeasured = int64_t{2} << 30; // bytes
 // Whatever a damaged file tells, sums of some times stay within 64 bits. Nine years.
 constexpr Nanoseconds farthest(int64_t{1} << 58);
@@ -70,7 +70,7 @@ std::unique_ptr<TrackReader> TrackReader::open(std::shared_ptr<const MovieSource
         return nullptr;
     }
     reader->findReadableEnd();
-    if (reader->m_duration <= Nanoseconds(0))
+    if (reader->m_duration <= Nanoseconds(0) || reader->m_duration > longestLength)
         reader->measureDuration();
     reader->m_demuxer->setDeadline(std::nullopt);
     return reader;
@@ -151,11 +151,12 @@ void TrackReader::measureDuration()
         av_packet_unref(packet.get());
     }
     const bool isPart = offset >= mostMeasured || std::chrono::steady_clock::now() >= until;
-    const double share =
+    const double part =
         static_cast<double>(offset) / static_cast<double>(std::max<qint64>(m_demuxer->fileSize(), 1));
-    m_duration = isPart && share > 0 && share < 1 ? Nanoseconds(
-                     std::llround(std::clamp(static_cast<double>(end.count()) / share, 0.0, longestEstimate)))
-                                                  : end;
+    const double share = isPart && part > 0 && part < 1 ? part : 1;
+    const auto longest = static_cast<double>(Nanoseconds(longestLength).count());
+    m_duration =
+        Nanoseconds(std::llround(std::clamp(static_cast<double>(end.count()) / share, 0.0, longest)));
     m_demuxer->setDeadline(std::nullopt);
     m_pending.clear();
     m_readUntil = Nanoseconds(0);

@@ -487,7 +487,7 @@ void MoviePlaybackTest::refusesWhatIsNoMovie()
 void MoviePlaybackTest::survivesDamage_data()
 {
     QTest::addColumn<int>("seed");
-    QTest::newRow("times that 64 bits of nanoseconds can't hold") << 0;
+    QTest::newRow("a length that 64 bits of nanoseconds can't hold") << 0;
     for (int seed = 1; seed <= 12; seed++)
         QTest::addRow("seed %d", seed) << seed;
 }
@@ -496,16 +496,15 @@ void MoviePlaybackTest::survivesDamage_data()
 void MoviePlaybackTest::survivesDamage()
 {
     QFETCH(const int, seed);
-    QFile file(m_clips->plain());
+    QFile file(seed > 0 ? m_clips->plain()
+                        : m_clips->remade(QStringLiteral("plain.mkv"), words("-map 0:v -c copy")));
     QVERIFY(file.open(QIODevice::ReadOnly));
     QByteArray bytes = file.readAll();
     std::minstd_rand random(static_cast<unsigned>(seed));
-    const qsizetype index = bytes.lastIndexOf("moov");
-    const qsizetype from = seed % 3 == 0 ? index : 0; // each third: the index alone
-    for (qsizetype at = index; seed == 0 && (at = bytes.indexOf("mdhd", at + 1)) > 0;) {
-        bytes.replace(at + 16, 4, QByteArray::fromHex("00000001")); // ticks a second
-        bytes.replace(bytes.indexOf("stts", at) + 16, 4, QByteArray::fromHex("7fffffff")); // ticks a picture
-    }
+    if (seed == 0) // 9e15 ms
+        bytes.replace(bytes.indexOf(QByteArray::fromHex("448988")) + 3, 8,
+                      QByteArray::fromHex("433ff973cafa8000"));
+    const qsizetype from = seed % 3 == 0 ? bytes.lastIndexOf("moov") : 0; // each third: the index alone
     for (int i = 0; seed > 0 && i < (seed % 3 == 0 ? 20 : 300); i++)
         bytes[from + static_cast<qsizetype>(random()) % (bytes.size() - from)] = static_cast<char>(random());
     QFile damaged(m_clips->path(QStringLiteral("damaged.mp4")));
@@ -522,7 +521,7 @@ void MoviePlaybackTest::survivesDamage()
             players.append(made.player);
     for (const TrackPlayerPtr &player : std::as_const(players)) {
         QSignalSpy ended(player.get(), &TrackPlayer::ended);
-        QVERIFY(player->durationSeconds() >= 0);
+        QVERIFY(player->durationSeconds() >= 0 && (seed > 0 || player->durationSeconds() < 10));
         player->seek(1, SeekTolerance::Exact);
         player->play();
         player->seek(player->durationSeconds(), SeekTolerance::Exact);
