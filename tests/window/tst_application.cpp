@@ -101,6 +101,8 @@ private Q_SLOTS:
     void clickOnRow_playsEachChannelInItsPlace();
     void cardRemoval_emptiesEverythingInOrder();
     void settingsOfACard_goToNoOther();
+    void otherCard_isReadWithoutARemoval();
+    void fullScreen_isFollowed();
     void everyControlHasAName();
     void quitting_data();
     void quitting();
@@ -215,6 +217,15 @@ void TestApplication::tabsAndTicks()
     QTRY_COMPARE(viewModel.filtered().size(), viewModel.fileList().size());
     const qsizetype count = viewModel.filtered().size();
     QTRY_COMPARE(probe.all(QAccessible::ListItem).size(), count);
+    const auto colourOfAnEvent = [&] {
+        QColor colour;
+        for (QQuickItem *item : probe.all(QAccessible::ListItem)) {
+            if (WindowProbe::nameOf(item).startsWith(QStringLiteral("EVT")))
+                colour = item->property("textColour").value<QColor>();
+        }
+        return colour;
+    };
+    QVERIFY(colourOfAnEvent().red() > 2 * colourOfAnEvent().green());
     QQuickItem *row = probe.all(QAccessible::ListItem).constFirst();
 
     probe.clickAt(row, {10, row->height() / 2}); // the tick column
@@ -240,6 +251,8 @@ void TestApplication::tabsAndTicks()
     probe.click(probe.find(QAccessible::PageTab, QStringLiteral("이벤트")));
     QTRY_COMPARE(checkedCount(), 0); // another tab takes the ticks away and leaves the box
     QVERIFY(viewModel.isAllChecked());
+    QTRY_COMPARE(colourOfAnEvent().red(),
+                 colourOfAnEvent().green()); // only tabs of several kinds tell them apart
     probe.click(all);
     QTRY_VERIFY(!viewModel.isAllChecked());
 }
@@ -355,6 +368,31 @@ void TestApplication::settingsOfACard_goToNoOther()
     QVERIFY(!program->view.settingsWindow()->window());
     QVERIFY(settings.open(QIODevice::ReadOnly));
     QCOMPARE(settings.readAll(), others);
+}
+
+void TestApplication::otherCard_isReadWithoutARemoval()
+{
+    const auto program = startWithCard();
+    QVERIFY(program);
+    const QString other = m_folder.filePath(QStringLiteral("other.img"));
+    QVERIFY(QFile::link(m_image, other));
+    const QUuid former = program->viewModel().fileList().first().id;
+    QSignalSpy uploaded(&program->viewModel(), &AppViewModel::uploadedChanged);
+    Q_EMIT program->reader().appeared({other, true, true, QStringLiteral("SD image")});
+    QTRY_VERIFY_WITH_TIMEOUT(program->viewModel().fileList().value(0).id != former, loadTimeout);
+    QVERIFY(!program->viewModel().fileList().isEmpty());
+    QCOMPARE(uploaded.count(), 0);
+    QCOMPARE(processvalues::cardDevicePath(), other);
+}
+
+void TestApplication::fullScreen_isFollowed()
+{
+    Program program(makeImageDesktop(m_image, std::nullopt));
+    QVERIFY(program.window);
+    program.window->showFullScreen();
+    QTRY_VERIFY(program.viewModel().isFullScreen());
+    program.window->showNormal();
+    QTRY_VERIFY(!program.viewModel().isFullScreen());
 }
 
 void TestApplication::everyControlHasAName()
