@@ -110,9 +110,18 @@ Item {
             does(() => press(control(PasswordEntry, "암호"), ["b", "!"]), "wifi_sspw_1=b!");
         }
 
-        function test_whatNoControlOffersIsShownAsNothingAndKept() {
-            const odd = ["mem_type=9", "event_sens=7", "ldws_l=-3", "ldws_r=4294967296", "drive_type=5", "parking_mode=4294967297", "rec_qual=2", "gmt=30"];
-            open("x=1", odd.join("\n"));
+        readonly property var odd: ["mem_type=9", "event_sens=7", "ldws_l=-3", "ldws_r=4294967296", "drive_type=5", "parking_mode=4294967297", "rec_qual=2", "gmt=30"]
+
+        function test_whatNoControlOffersIsShownAsNothingAndKept_data() {
+            return [
+                { tag: "as read", ini: "x=1", cfg: odd.join("\n"), isReset: false },
+                { tag: "by a reset", ini: odd.join("\n"), cfg: odd.map(line => line.replace(/=.*/, "=1")).join("\n"), isReset: true }
+            ];
+        }
+        function test_whatNoControlOffersIsShownAsNothingAndKept(row) {
+            open(row.ini, row.cfg);
+            if (row.isReset)
+                control(Button, "설정 초기화").clicked();
             for (const name of ["세계표준시(시간)", "녹화화질"]) {
                 compare(control(LabeledPicker, name).children[1].currentIndex, -1);
                 compare(control(LabeledPicker, name).children[1].displayText, "");
