@@ -192,45 +192,66 @@ double median(std::vector<double> values)
     return *middle;
 }
 
-/// For each segment, by how many frame times its pictures come later by the clock than counted. Segments
-/// without readings take the value of the one before.
-std::vector<double> lateness(const std::vector<Reading> &readings, std::size_t segments, double rate)
+/// By how many frame times a segment's pictures come later by the clock than counted.
+struct Lateness {
+    double frames = 0;
+    bool isReliable = false;
+};
+
+/// Segments with few readings take the value of the one before. `spread` is set to the usual distance of a
+/// reading from its segment's value, frames.
+std::vector<Lateness> lateness(const std::vector<Reading> &readings, std::size_t segments, double rate,
+                               double &spread)
 {
-    std::vector<double> late(segments, 0);
+    std::vector<Lateness> late(segments);
+    spread = 0;
     std::vector<std::vector<double>> distances(segments);
     for (const Reading &reading : readings)
         distances[reading.segment].push_back(reading.seconds * rate - reading.frames);
-    const auto known = [](const std::vector<double> &values) { return !values.empty(); };
-    const auto first = std::find_if(distances.begin(), distances.end(), known);
+    const auto first = std::find_if(distances.begin(), distances.end(),
+                                    [](const std::vector<double> &values) { return !values.empty(); });
     if (first == distances.end())
         return late;
+    std::vector<double> deviations;
     const double zero = median(*first);
     for (std::size_t i = 0; i < segments; ++i) {
-        constexpr std::size_t reliable = 4;
-        const double before = i == 0 ? 0 : late[i - 1];
-        late[i] = distances[i].size() >= reliable ? median(distances[i]) - zero : before;
+        constexpr std::size_t enough = 4;
+        if (i > 0)
+            late[i] = {late[i - 1].frames, false};
+        if (distances[i].empty())
+            continue;
+        const double middle = median(distances[i]);
+        if (distances[i].size() >= enough)
+            late[i] = {middle - zero, true};
+        for (const double distance : distances[i])
+            deviations.push_back(std::abs(distance - middle));
     }
+    constexpr double deviationsInMedian = 1.48;
+    spread = deviationsInMedian * median(std::move(deviations));
     return late;
 }
 
-/// Adds what the clock says is missing beyond what the slices say: their frame numbers wrap.
-void widenGaps(Count &count, const std::vector<double> &late, double rate, double spread, int log2MaxFrameNum)
+/// Makes the gaps what the clock says where it contradicts the slices: their frame numbers wrap, and begin
+/// anew at a key frame that may be lost too.
+void correctGaps(Count &count, const std::vector<Lateness> &late, double rate, double spread,
+                 int log2MaxFrameNum)
 {
-    const double tolerance = std::max(3.0, 2 * spread + 2);
-    const std::int64_t wrap = log2MaxFrameNum > 0 ? std::int64_t{1} << log2MaxFrameNum : 1;
+    const double tolerance = std::max(0.8, 2 * spread);
+    const double wrap = log2MaxFrameNum > 0 ? double(std::int64_t{1} << log2MaxFrameNum) : 1;
     std::int64_t added = 0;
     for (std::size_t segment = 1; segment < count.segmentStarts.size(); ++segment) {
-        const double missing = std::min(late[segment] - double(added), largestGapSeconds * rate);
-        std::int64_t further = 0;
-        if (missing > tolerance)
-            further = std::max<std::int64_t>(
-                1, std::llround(missing / double(wrap)) * wrap); // a whole number of wraps
-        if (missing > tolerance && double(wrap) > missing + tolerance)
-            further = std::llround(missing);
         const std::size_t begin = count.segmentStarts[segment];
         const std::size_t end =
             segment + 1 < count.segmentStarts.size() ? count.segmentStarts[segment + 1] : count.frames.size();
-        added += further;
+        const double wanted = std::clamp(late[segment].frames - double(added), -largestGapSeconds * rate,
+                                         largestGapSeconds * rate);
+        if (late[segment].isReliable && std::abs(wanted) > tolerance) {
+            const double wraps = std::round(wanted / wrap) * wrap;
+            const double correction = std::abs(wraps - wanted) <= tolerance ? wraps : std::round(wanted);
+            // Not yet corrected itself, so it is what the slices say plus one.
+            const std::int64_t step = count.frames[begin] + added - count.frames[begin - 1];
+            added += std::max(static_cast<std::int64_t>(correction), 1 - step);
+        }
         for (std::size_t i = begin; i < end; ++i)
             count.frames[i] += added;
     }
@@ -304,8 +325,10 @@ VideoTimes timePictures(const Channel &channel, const std::vector<Unit> &units, 
     const Fit fit = fitRate(readings);
     const Rate rate = chooseRate(fit, hints);
     if (!readings.empty()) {
-        widenGaps(count, lateness(readings, count.segmentStarts.size(), rate.value()), rate.value(),
-                  fit.spread, log2MaxFrameNum);
+        double spread = 0;
+        const std::vector<Lateness> late =
+            lateness(readings, count.segmentStarts.size(), rate.value(), spread);
+        correctGaps(count, late, rate.value(), spread, log2MaxFrameNum);
         std::vector<double> starts;
         for (const Reading &reading : readings)
             if (reading.segment == readings.front().segment)
