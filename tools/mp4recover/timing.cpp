@@ -248,13 +248,16 @@ void correctGaps(Count &count, const std::vector<Lateness> &late, double rate, d
         if (late[segment].isReliable && std::abs(wanted) > tolerance) {
             const double wraps = std::round(wanted / wrap) * wrap;
             const double correction = std::abs(wraps - wanted) <= tolerance ? wraps : std::round(wanted);
-            // Not yet corrected itself, so it is what the slices say plus one.
-            const std::int64_t step = count.frames[begin] + added - count.frames[begin - 1];
-            added += std::max(static_cast<std::int64_t>(correction), 1 - step);
+            added += static_cast<std::int64_t>(correction);
         }
         for (std::size_t i = begin; i < end; ++i)
             count.frames[i] += added;
     }
+    // Where a gap became shorter, gaps before it that no reading confirms were too long.
+    for (std::size_t i = 0; i < count.frames.size(); ++i)
+        count.frames[i] = std::max(count.frames[i], static_cast<std::int64_t>(i));
+    for (std::size_t i = count.frames.size(); i-- > 1;)
+        count.frames[i - 1] = std::min(count.frames[i - 1], count.frames[i] - 1);
 }
 
 std::int64_t firstShownOf(const VideoTimes &times)
