@@ -79,6 +79,11 @@ def main():
     scan_of_hour = told["cpu"] * 3.6 * 1000 / arguments.megabytes  # an hour of one megabyte a second
     row("JSON of an hour, written and decoded : scan of 3.6 GB, cpu", hour["write"] + hour["decode"], scan_of_hour, "<= 1.0")
     print(f"load of an hour, with decoding | {hour['load'] * 1000:.1f} ms | - | - | -")
+    display = root / "tests/support/with-display.sh"
+    output = subprocess.run([display, arguments.bin / "graph_bench"], capture_output=True, check=True).stdout
+    graph = json.loads(output.splitlines()[-1])
+    share = (graph["tick_ms"] - graph["bare_frame_ms"]) * 10 / 1000
+    print(f"graph, ten samples a second to an hour of them | {share * 100:.1f} % of a core | - | - | < 2 %")
     print(f"look-up per tick, both kinds | {hour['look_up'] * 1e9:.0f} ns | - | - | -")
 
 

@@ -2,6 +2,7 @@
 
 #include "graphline.h"
 
+#include <array>
 #include <cmath>
 #include <QPainter>
 #include <QPainterPath>
@@ -15,40 +16,43 @@ namespace {
 
 constexpr double lineWidth = 1.5;
 
-using Vertices = QList<QSGGeometry::ColoredPoint2D>;
+using Vertex = QSGGeometry::ColoredPoint2D;
 
-QSGGeometry::ColoredPoint2D vertex(QPointF point, const QColor &color, double opacity)
-{
-    const auto premultiplied = [opacity](int part) { return static_cast<uchar>(part * opacity); };
-    QSGGeometry::ColoredPoint2D result;
-    result.set(static_cast<float>(point.x()), static_cast<float>(point.y()), premultiplied(color.red()),
-               premultiplied(color.green()), premultiplied(color.blue()), premultiplied(255));
-    return result;
-}
+/// Across the line: a full strip in the middle, and one on each side that fades out over a pixel, since lines
+/// wider than a pixel and smooth edges are not to be had from the graphics interface.
+struct Edge {
+    double distance; ///< from the middle, in pixels
+    double opacity;
+};
+constexpr std::array<Edge, 4> edges{{{-(lineWidth + 1) / 2, 0.0},
+                                     {-(lineWidth - 1) / 2, 1.0},
+                                     {(lineWidth - 1) / 2, 1.0},
+                                     {(lineWidth + 1) / 2, 0.0}}};
+constexpr qsizetype verticesOfASegment = 2 * qsizetype{edges.size()};
+constexpr std::array<quint32, 18> indicesOfASegment{0, 1, 4, 1, 5, 4, 1, 2, 5, 2, 6, 5, 2, 3, 6, 3, 7, 6};
 
-/// A segment as three strips of two triangles: a full one in the middle, and one on each side that fades out
-/// over a pixel, since lines wider than a pixel and smooth edges are not to be had from the graphics
-/// interface.
-void appendSegment(QPointF from, QPointF to, const QColor &color, Vertices &vertices)
+/// Four corners at each of both ends.
+void writeSegment(QPointF from, QPointF to, const QColor &color, Vertex *vertices)
 {
     const QPointF along = to - from;
     const double length = std::hypot(along.x(), along.y());
-    if (length == 0)
-        return;
-    const QPointF across(-along.y() / length, along.x() / length);
-    constexpr std::array<std::pair<double, double>, 4> edges{
-        // distance from the middle, opacity
-        std::pair{-(lineWidth + 1) / 2, 0.0}, std::pair{-(lineWidth - 1) / 2, 1.0},
-        std::pair{(lineWidth - 1) / 2, 1.0}, std::pair{(lineWidth + 1) / 2, 0.0}};
-    for (size_t strip = 0; strip + 1 < edges.size(); ++strip) {
-        const auto [near, nearOpacity] = edges[strip];
-        const auto [far, farOpacity] = edges[strip + 1];
-        const auto a = vertex(from + near * across, color, nearOpacity);
-        const auto b = vertex(from + far * across, color, farOpacity);
-        const auto c = vertex(to + near * across, color, nearOpacity);
-        const auto d = vertex(to + far * across, color, farOpacity);
-        for (const auto &corner : {a, b, c, b, d, c})
-            vertices.append(corner);
+    const QPointF across = length > 0 ? QPointF(-along.y(), along.x()) / length : QPointF();
+    for (const QPointF end : {from, to}) {
+        for (const Edge &edge : edges) {
+            const auto part = [&edge](int value) { return static_cast<uchar>(value * edge.opacity); };
+            const QPointF corner = end + edge.distance * across;
+            vertices++->set(static_cast<float>(corner.x()), static_cast<float>(corner.y()), part(color.red()),
+                            part(color.green()), part(color.blue()), part(255));
+        }
+    }
+}
+
+void writeIndices(QSGGeometry &geometry, qsizetype segments)
+{
+    quint32 *index = geometry.indexDataAsUInt();
+    for (qsizetype segment = 0; segment < segments; ++segment) {
+        for (const quint32 corner : indicesOfASegment)
+            *index++ = static_cast<quint32>(segment * verticesOfASegment) + corner;
     }
 }
 
@@ -57,17 +61,21 @@ QSGNode *updateGeometry(QSGNode *old, const QList<QPointF> &line, const QColor &
     auto *node = static_cast<QSGGeometryNode *>(old);
     if (!node) {
         node = new QSGGeometryNode;
-        auto *geometry = new QSGGeometry(QSGGeometry::defaultAttributes_ColoredPoint2D(), 0);
+        auto *geometry = new QSGGeometry(QSGGeometry::defaultAttributes_ColoredPoint2D(), 0, 0,
+                                         QSGGeometry::UnsignedIntType);
         geometry->setDrawingMode(QSGGeometry::DrawTriangles);
         node->setGeometry(geometry);
         node->setMaterial(new QSGVertexColorMaterial);
         node->setFlags(QSGNode::OwnsGeometry | QSGNode::OwnsMaterial);
     }
-    Vertices vertices;
-    for (qsizetype i = 1; i < line.size(); ++i)
-        appendSegment(line[i - 1], line[i], color, vertices);
-    node->geometry()->allocate(static_cast<int>(vertices.size()));
-    std::copy(vertices.begin(), vertices.end(), node->geometry()->vertexDataAsColoredPoint2D());
+    QSGGeometry &geometry = *node->geometry();
+    const qsizetype segments = line.size() - 1;
+    geometry.allocate(static_cast<int>(segments * verticesOfASegment),
+                      static_cast<int>(segments * qsizetype{indicesOfASegment.size()}));
+    Vertex *vertices = geometry.vertexDataAsColoredPoint2D();
+    for (qsizetype i = 0; i < segments; ++i)
+        writeSegment(line[i], line[i + 1], color, vertices + i * verticesOfASegment);
+    writeIndices(geometry, segments);
     node->markDirty(QSGNode::DirtyGeometry);
     return node;
 }

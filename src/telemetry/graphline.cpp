@@ -12,13 +12,14 @@ class Column
 {
 public:
     explicit Column(QPointF first)
-        : m_first(first)
+        : m_column(static_cast<qint64>(first.x()))
+        , m_first(first)
         , m_highest(first)
         , m_lowest(first)
         , m_last(first)
     {
     }
-    [[nodiscard]] bool holds(QPointF point) const { return std::floor(point.x()) == std::floor(m_first.x()); }
+    [[nodiscard]] bool holds(QPointF point) const { return static_cast<qint64>(point.x()) == m_column; }
     void add(QPointF point)
     {
         if (point.y() < m_highest.y())
@@ -39,6 +40,7 @@ public:
     }
 
 private:
+    qint64 m_column;
     QPointF m_first;
     QPointF m_highest;
     QPointF m_lowest;
@@ -51,10 +53,12 @@ QList<QPointF> graphLine(const QList<GSample> &samples, double durationSeconds, 
 {
     if (samples.size() < 2 || !(durationSeconds > 0))
         return {};
+    const double pixelsPerSecond = area.width() / durationSeconds;
+    const double pixelsPerUnit = area.height() / (2 * largestReading);
     const auto place = [&](const GSample &sample) {
-        const double x = std::clamp(sample.time / durationSeconds, 0.0, 1.0) * area.width();
         const double value = std::clamp(static_cast<double>(sample.value), -largestReading, largestReading);
-        return QPointF(x, area.height() - (value + largestReading) / (2 * largestReading) * area.height());
+        return QPointF(std::clamp(sample.time * pixelsPerSecond, 0.0, area.width()),
+                       area.height() - (value + largestReading) * pixelsPerUnit);
     };
     QList<QPointF> line;
     Column column(place(samples.first()));

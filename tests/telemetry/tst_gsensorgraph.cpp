@@ -1,3 +1,4 @@
+#include "telemetry/graphline.h"
 #include "telemetry/gsensorgraph.h"
 
 #include <QTest>
@@ -83,6 +84,32 @@ private Q_SLOTS:
         QCOMPARE(m_data.load(minuteOfSamples(), 60), QString());
         QVERIFY(graph.bufferX()->samples().isEmpty());
         QCOMPARE(graph.lastAppendTime(), 0.0);
+    }
+
+    void linesStandOnAFixedScale_data()
+    {
+        QTest::addColumn<QList<GSample>>("samples");
+        QTest::addColumn<double>("duration");
+        QTest::addColumn<QList<QPointF>>("line"); // in an area of 100 x 50
+        const auto row = [](const char *name, const QList<GSample> &samples, double duration,
+                            const QList<QPointF> &line) {
+            QTest::newRow(name) << samples << duration << line;
+        };
+        row("y grows downwards, edges cut off", {{0, 0}, {5, 400}, {10, -400}}, 10,
+            {{0, 25}, {50, 0}, {100, 50}});
+        row("beyond the end", {{0, 50}, {20, -50}}, 10, {{0, 0}, {100, 50}});
+        row("one sample", {{0, 0}}, 10, {});
+        row("no duration", {{0, 0}, {1, 0}}, 0, {});
+        row("a short peak within a pixel column stays",
+            {{0, 0}, {0.01, 0}, {0.02, 50}, {0.03, -50}, {0.04, 0}, {0.05, 0}, {10, 0}}, 10,
+            {{0, 25}, {0.2, 0}, {0.3, 50}, {0.5, 25}, {100, 25}});
+    }
+    void linesStandOnAFixedScale()
+    {
+        QFETCH(const QList<GSample>, samples);
+        QFETCH(const double, duration);
+        QFETCH(const QList<QPointF>, line);
+        QCOMPARE(graphLine(samples, duration, {100, 50}), line);
     }
 
     void withoutRecordsNothingIsAppended()
