@@ -314,9 +314,25 @@ void CliTest::tellsTelemetry()
                                     QStringLiteral("--duration"), QStringLiteral("60")})
                                   .output;
     QCOMPARE(longer.count('\n'), 601);
+    const QByteArray location = tell({QStringLiteral("--format"), QStringLiteral("location")}).output;
+    QVERIFY(location.startsWith("[00:00] lat: "));
+    QCOMPARE(location.count('\n'), told.value(QStringLiteral("gps")).toArray().size());
+    const QByteArray csv = tell({QStringLiteral("--format"), QStringLiteral("csv")}).output;
+    QCOMPARE(csv.count('\n'), 1 + location.count('\n') + samples.size());
+    for (const QByteArray &line : csv.trimmed().split('\n'))
+        QCOMPARE(line.count(','), 9);
     const QByteArray gpx = tell({QStringLiteral("--format"), QStringLiteral("gpx")}).output;
     QCOMPARE(gpx.count("<trkpt "), 2);
     QCOMPARE(gpx.count("<time>"), 2);
+
+    const auto hourIn = [&](const char *zone) {
+        qputenv("TZ", zone);
+        const QJsonObject there = QJsonDocument::fromJson(tell({}).output).object();
+        return there.value(u"gps")[0][u"timestamp"].toString().mid(11, 2).toInt();
+    };
+    const QByteArray zoneBefore = qgetenv("TZ");
+    QCOMPARE((hourIn("Asia/Seoul") - hourIn("UTC") + 24) % 24, 9);
+    zoneBefore.isEmpty() ? qunsetenv("TZ") : qputenv("TZ", zoneBefore);
 
     QCOMPARE(tell({QStringLiteral("--format"), QStringLiteral("kml")}).status, 1);
     QCOMPARE(tell({QStringLiteral("--duration"), QStringLiteral("nan")}).status, 1);
