@@ -1,5 +1,6 @@
 #include "setsearch.h"
 
+#include "encodernote.h"
 #include "sliceguess.h"
 #include "trialdecoder.h"
 
@@ -54,8 +55,8 @@ std::vector<Sample> samplesOf(Bytes bytes, const std::vector<Unit> &units, const
 class H264Search
 {
 public:
-    H264Search(const HeaderGuess &headers, const ChannelRequest &size, std::vector<int> pictureIds,
-               std::vector<Sample> samples)
+    H264Search(const HeaderGuess &headers, const EncoderNote &note, const ChannelRequest &size,
+               std::vector<int> pictureIds, std::vector<Sample> samples)
         : m_headers(headers)
         , m_pictureIds(std::move(pictureIds))
         , m_samples(std::move(samples))
@@ -64,6 +65,8 @@ public:
         m_base.width = size.width;
         m_base.height = size.height;
         m_base.log2MaxFrameNum = headers.log2MaxFrameNum;
+        m_base.initialQp = note.initialQp.value_or(m_base.initialQp);
+        m_base.chromaQpOffset = note.chromaQpOffset.value_or(m_base.chromaQpOffset);
     }
 
     std::optional<std::vector<ParameterSet>> run()
@@ -100,9 +103,10 @@ private:
     {
         std::vector<H264Guess> survivors = guessesWithQp(m_base.initialQp);
         // With CABAC a wrong starting value spoils the first picture; without, nothing tells.
-        for (int distance = 1; survivors.empty() && distance <= 26; ++distance)
-            for (const int qp : {26 - distance, 26 + distance})
-                if (qp <= 51 && survivors.empty())
+        constexpr int largestQp = 51;
+        for (int distance = 1; survivors.empty() && distance <= largestQp; ++distance)
+            for (const int qp : {m_base.initialQp - distance, m_base.initialQp + distance})
+                if (qp >= 0 && qp <= largestQp && survivors.empty())
                     survivors = guessesWithQp(qp);
         return survivors;
     }
@@ -128,6 +132,15 @@ private:
         return survivors;
     }
 
+    /// weighted_bipred_idc: whether implicit weights are used can't be seen when decoding, but an encoder
+    /// that weights one kind of slices weights the other.
+    [[nodiscard]] std::vector<int> weightings(bool isWeighted) const
+    {
+        if (!m_headers.hasB)
+            return {0};
+        return isWeighted ? std::vector{2, 1} : std::vector{0, 1};
+    }
+
     /// The guess with what predicted slices depend on.
     std::optional<H264Guess> extend(const H264Guess &base)
     {
@@ -135,11 +148,10 @@ private:
         // the order of the references, so the least that works is taken.
         const std::vector<int> rooms =
             m_headers.hasB ? std::vector{1, 2, 3, 4, 5, 6, 8, 16} : std::vector{4, 16};
-        const std::vector<int> weightings = m_headers.hasB ? std::vector{0, 1} : std::vector{0};
         for (const int room : rooms)
             for (int count = 1; count <= std::min(room, 8); ++count)
                 for (const bool isWeighted : {false, true})
-                    for (const int weighting : weightings) {
+                    for (const int weighting : weightings(isWeighted)) {
                         H264Guess guess = base;
                         guess.maxReferenceFrames = room;
                         guess.referenceCount = count;
@@ -173,7 +185,8 @@ std::optional<std::vector<ParameterSet>> searchSets(Bytes bytes, const std::vect
     std::vector<int> ids;
     for (const auto &[id, count] : usedIds)
         ids.push_back(id);
-    return H264Search(guessHeaders(bytes, units, channel, group.first, group.count), *channel.request,
-                      std::move(ids), samplesOf(bytes, units, channel, group))
+    return H264Search(guessHeaders(bytes, units, channel, group.first, group.count),
+                      encoderNoteOf(bytes, units, channel), *channel.request, std::move(ids),
+                      samplesOf(bytes, units, channel, group))
         .run();
 }

@@ -26,13 +26,14 @@ void listen()
 
 TrialDecoder::TrialDecoder(VideoCodec codec, const std::vector<ParameterSet> &sets)
     : m_frame(av_frame_alloc())
+    , m_received(av_frame_alloc())
     , m_packet(av_packet_alloc())
 {
     listen();
     const AVCodec *decoder =
         avcodec_find_decoder(codec == VideoCodec::H264 ? AV_CODEC_ID_H264 : AV_CODEC_ID_HEVC);
     m_codec.reset(decoder ? avcodec_alloc_context3(decoder) : nullptr);
-    if (!m_codec || !m_frame || !m_packet)
+    if (!m_codec || !m_frame || !m_received || !m_packet)
         return;
     const std::vector<std::uint8_t> configuration = decoderConfiguration(codec, sets);
     m_codec->extradata =
@@ -55,12 +56,15 @@ bool TrialDecoder::send(const AVPacket *packet)
     messageCount = 0;
     bool isGood = avcodec_send_packet(m_codec.get(), packet) >= 0;
     while (isGood) {
-        const int code = avcodec_receive_frame(m_codec.get(), m_frame.get());
+        const int code = avcodec_receive_frame(m_codec.get(), m_received.get());
         if (code == AVERROR(EAGAIN) || code == AVERROR_EOF)
             break;
-        isGood = code >= 0 && m_frame->decode_error_flags == 0;
-        if (isGood)
+        isGood = code >= 0 && m_received->decode_error_flags == 0;
+        if (isGood) {
             ++m_pictures;
+            av_frame_unref(m_frame.get());
+            av_frame_move_ref(m_frame.get(), m_received.get());
+        }
     }
     return isGood && messageCount == 0;
 }

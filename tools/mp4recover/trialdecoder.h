@@ -40,13 +40,13 @@ public:
     [[nodiscard]] std::size_t pictures() const { return m_pictures; }
     /// The newest decoded picture; none before the first.
     [[nodiscard]] LumaView picture() const;
-    [[nodiscard]] const AVFrame *frame() const { return m_pictures > 0 ? m_frame.get() : nullptr; }
 
 private:
     [[nodiscard]] bool send(const AVPacket *packet);
 
     CodecPtr m_codec;
     FramePtr m_frame;
+    FramePtr m_received; // asking for more empties it
     PacketPtr m_packet;
     std::size_t m_pictures = 0;
 };
