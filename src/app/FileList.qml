@@ -19,6 +19,12 @@ Rectangle {
 
         readonly property int rowsOnPage: Math.max(1, Math.floor(height / Math.max(1, currentItem?.height ?? 30)) - 1)
 
+        /// The keyboard is to be seen to stand somewhere.
+        function showCurrentRow() {
+            if (activeFocus && currentIndex < 0 && count > 0)
+                currentIndex = 0;
+        }
+
         activeFocusOnTab: true
         anchors.fill: parent
         boundsBehavior: Flickable.StopAtBounds
@@ -45,6 +51,8 @@ Rectangle {
             }
         }
         Keys.onReturnPressed: root.viewModel.tapRow(currentIndex)
+        onActiveFocusChanged: showCurrentRow()
+        onCountChanged: showCurrentRow()
         Keys.onSpacePressed: (currentItem as FileRow)?.toggleTick()
 
         ScrollBar.vertical: DarkScrollBar {
