@@ -57,33 +57,26 @@ private Q_SLOTS:
         QTest::addColumn<QMap<QString, QByteArray>>(
             "changes"); // to a card in a reader with a mounted FAT volume
         QTest::addColumn<QString>("refusal");
+        const auto row = [](const char *name, const Tree &changes, const char *refusal = "") {
+            QTest::newRow(name) << changes << QString::fromLatin1(refusal);
+        };
         const auto mounted = [](const char *line) { return Tree{{QStringLiteral("mounts"), line}}; };
-        const QString disk = QStringLiteral("block/8:16/");
-        QTest::newRow("card in a reader") << Tree{} << QString();
-        QTest::newRow("card in a built-in slot") << Tree{{disk + QStringLiteral("removable"), "0\n"},
-                                                         {disk + QStringLiteral("device/type"), "SD\n"}}
-                                                 << QString();
-        QTest::newRow("soldered memory") << Tree{{disk + QStringLiteral("removable"), "0\n"},
-                                                 {disk + QStringLiteral("device/type"), "MMC\n"}}
-                                         << QStringLiteral("device-not-removable");
-        QTest::newRow("fixed disk") << Tree{{disk + QStringLiteral("removable"), "0\n"}}
-                                    << QStringLiteral("device-not-removable");
-        QTest::newRow("partition") << Tree{{disk + QStringLiteral("partition"), "1\n"}}
-                                   << QStringLiteral("device-partition");
-        QTest::newRow("part of a RAID")
-            << Tree{{disk + QStringLiteral("holders/md0/"), {}}} << QStringLiteral("device-in-use");
-        QTest::newRow("encrypted partition in use")
-            << Tree{{disk + QStringLiteral("sdb1/holders/dm-0/"), {}}} << QStringLiteral("device-in-use");
-        QTest::newRow("mounted for the system")
-            << mounted("30 1 8:16 / / rw - ext4 /dev/sdb rw\n") << QStringLiteral("device-in-use");
-        QTest::newRow("partition mounted for the system")
-            << mounted("30 1 8:17 / /boot/efi rw shared:1 - vfat /dev/sdb1 rw\n")
-            << QStringLiteral("device-in-use");
-        QTest::newRow("a user's folder on it")
-            << mounted("30 1 8:17 / /home rw - ext4 /dev/sdb1 rw\n") << QStringLiteral("device-in-use");
-        QTest::newRow("no mount table") << mounted(nullptr) << QStringLiteral("device-in-use");
-        QTest::newRow("unknown to the kernel")
-            << Tree{{QStringLiteral("gone"), "1"}} << QStringLiteral("device-unknown");
+        const QString removable = QStringLiteral("block/8:16/removable");
+        const QString type = QStringLiteral("block/8:16/device/type");
+        row("card in a reader", {});
+        row("card in a built-in slot", {{removable, "0\n"}, {type, "SD\n"}});
+        row("soldered memory", {{removable, "0\n"}, {type, "MMC\n"}}, "device-not-removable");
+        row("fixed disk", {{removable, "0\n"}}, "device-not-removable");
+        row("partition", {{QStringLiteral("block/8:16/partition"), "1\n"}}, "device-partition");
+        row("part of a RAID", {{QStringLiteral("block/8:16/holders/md0/"), {}}}, "device-in-use");
+        row("encrypted partition in use", {{QStringLiteral("block/8:16/sdb1/holders/dm-0/"), {}}},
+            "device-in-use");
+        row("mounted for the system", mounted("30 1 8:16 / / rw - ext4 /dev/sdb rw\n"), "device-in-use");
+        row("partition mounted for the system",
+            mounted("30 1 8:17 / /boot/efi rw shared:1 - vfat /dev/sdb1 rw\n"), "device-in-use");
+        row("a user's folder on it", mounted("30 1 8:17 / /home rw - ext4 /dev/sdb1 rw\n"), "device-in-use");
+        row("no mount table", mounted(nullptr), "device-in-use");
+        row("unknown to the kernel", {{QStringLiteral("gone"), "1"}}, "device-unknown");
     }
     void judgesADiskByWhatTheKernelTells()
     {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "desktop/desktop.h"
+#include "scripteddesktop.h"
 
 #include <QDir>
 #include <QFile>
@@ -44,9 +44,9 @@ convert*no-aac*) exit 1 ;;
 esac
 cp "$2" "$target"
 )sh");
-        desktop.diskWatcher = std::make_unique<NoDisks>();
-        desktop.volumeList = std::make_unique<NoVolumes>();
-        desktop.consent = std::make_unique<Consent>();
+        desktop.diskWatcher = std::make_unique<ScriptedDiskWatcher>();
+        desktop.volumeList = std::make_unique<ScriptedVolumeList>();
+        desktop.consent = std::make_unique<ScriptedConsent>();
         desktop.bundledTool = [this](const QString &tool) {
             const QString path = m_root.filePath(u"tools/" % tool);
             return QFileInfo::exists(path) ? path : QString();
@@ -94,20 +94,6 @@ cp "$2" "$target"
     DiskSpace space{100'000'000'000, 100'000'000'000};
 
 private:
-    class NoDisks : public DiskWatcher
-    {
-        bool start() override { return true; }
-    };
-    class NoVolumes : public VolumeList
-    {
-        [[nodiscard]] VolumeListing listing() const override { return {}; }
-        QCoro::Task<> waitForVolumeOf(QString) override { co_return; }
-    };
-    class Consent : public AdministratorConsent
-    {
-        QCoro::Task<QString> makeSetUserIdRoot(QString) override { co_return QString(); }
-    };
-
     static void append(const QString &path, const QByteArray &bytes)
     {
         QDir().mkpath(QFileInfo(path).path());
