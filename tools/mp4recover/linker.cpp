@@ -164,10 +164,11 @@ public:
             m_haveEqualRates &= habits.rates[i] == habits.rates[0];
     }
 
-    Links run()
+    /// Assigns the first `count` pictures.
+    Links run(std::size_t count)
     {
-        m_layers.resize(m_found.pictures.size());
-        for (std::uint32_t i = 0; i < m_found.pictures.size(); ++i)
+        m_layers.resize(count);
+        for (std::uint32_t i = 0; i < count; ++i)
             take(i);
         return result();
     }
@@ -601,6 +602,78 @@ void orderById(const AccessUnits &found, const std::vector<ChannelRequest> &requ
         channel = channel == Links::none ? channel : numbers[channel];
 }
 
+class Linking
+{
+public:
+    Linking(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &channels,
+            const std::vector<Span> &losses)
+        : m_codec(codec)
+        , m_found(found)
+        , m_channels(channels)
+        , m_losses(losses)
+        , m_habits(channels)
+    {
+    }
+
+    Links run()
+    {
+        const std::size_t count = m_found.pictures.size();
+        if (m_channels.size() == 1)
+            return link({}, count);
+        const Hypothesis best = choose(std::min(count, trialPictures));
+        return count > trialPictures || best.order == Order::Turns ? link(best, count) : m_best;
+    }
+
+private:
+    static constexpr std::size_t trialPictures = 6000;
+
+    struct Hypothesis {
+        Order order = Order::Turns;
+        RunLengths runLengths{};
+    };
+
+    [[nodiscard]] Links link(const Hypothesis &hypothesis, std::size_t count) const
+    {
+        return Beam(m_codec, m_found, m_channels, m_losses, m_habits, hypothesis.order, hypothesis.runLengths)
+            .run(count);
+    }
+
+    /// Tries the orders on the first pictures and learns the habits of channels that take turns.
+    Hypothesis choose(std::size_t count)
+    {
+        Hypothesis best;
+        m_best = link(best, count);
+        const auto offer = [&](const Hypothesis &hypothesis, Links links) {
+            if (links.cost < m_best.cost) {
+                m_best = std::move(links);
+                best = hypothesis;
+            }
+        };
+        const Hypothesis runs{Order::Runs, {}};
+        Links links = link(runs, count);
+        const RunLengths lengths = usualRuns(links.channels);
+        const std::uint32_t longest = *std::max_element(lengths.begin(), lengths.end());
+        offer(runs, std::move(links));
+        for (const std::uint32_t divisor : {1U, 2U, 3U}) {
+            Hypothesis equalRuns{Order::EqualRuns, lengths};
+            for (std::uint32_t &length : equalRuns.runLengths)
+                length = std::max(1U, length / divisor);
+            if (longest / divisor > 1)
+                offer(equalRuns, link(equalRuns, count));
+        }
+        if (best.order == Order::Turns)
+            m_habits = habitsOf(m_found, m_best.channels, m_channels);
+        return best;
+    }
+
+    VideoCodec m_codec;
+    const AccessUnits &m_found;
+    const std::vector<ChannelRequest> &m_channels;
+    const std::vector<Span> &m_losses;
+    Habits m_habits;
+    Links m_best;
+};
+
 } // namespace
 
 Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &channels,
@@ -608,36 +681,10 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
 {
     if (channels.empty() || found.pictures.empty())
         return {std::vector<std::uint8_t>(found.pictures.size(), Links::none), 0};
-    Habits habits(channels);
-    const auto link = [&](Order order, const RunLengths &runLengths = {}) {
-        return Beam(codec, found, channels, losses, habits, order, runLengths).run();
-    };
-    Links best = link(Order::Turns);
-    if (channels.size() == 1)
-        return best;
-    const auto offer = [&best](Links links) {
-        const bool isBetter = links.cost < best.cost;
-        if (isBetter)
-            best = std::move(links);
-        return isBetter;
-    };
-    Links runs = link(Order::Runs);
-    const RunLengths lengths = usualRuns(runs.channels);
-    const std::uint32_t longest = *std::max_element(lengths.begin(), lengths.end());
-    bool isInTurns = !offer(std::move(runs));
-    for (const std::uint32_t divisor : {1U, 2U, 3U}) {
-        RunLengths parts = lengths;
-        for (std::uint32_t &length : parts)
-            length = std::max(1U, length / divisor);
-        if (longest / divisor > 1)
-            isInTurns &= !offer(link(Order::EqualRuns, parts));
-    }
-    if (isInTurns) {
-        habits = habitsOf(found, best.channels, channels);
-        best = link(Order::Turns);
-    }
-    orderById(found, channels, best.channels);
-    return best;
+    Linking linking(codec, found, channels, losses);
+    Links links = linking.run();
+    orderById(found, channels, links.channels);
+    return links;
 }
 
 std::vector<ChannelRequest> guessChannels(VideoCodec codec, const AccessUnits &found,
@@ -645,6 +692,12 @@ std::vector<ChannelRequest> guessChannels(VideoCodec codec, const AccessUnits &f
 {
     constexpr std::size_t mostGuessed = 5;
     constexpr double worthAnother = 0.5; // per picture
+    constexpr std::size_t enoughPictures = 2000;
+    AccessUnits first;
+    first.sets = found.sets;
+    first.pictures.assign(found.pictures.begin(),
+                          found.pictures.begin()
+                              + static_cast<std::ptrdiff_t>(std::min(found.pictures.size(), enoughPictures)));
     std::vector<ChannelRequest> channels;
     for (const SetGroup &group : found.sets) {
         const bool isKnown =
@@ -660,17 +713,17 @@ std::vector<ChannelRequest> guessChannels(VideoCodec codec, const AccessUnits &f
     });
     if (channels.empty())
         channels.emplace_back();
-    double cost = linkChannels(codec, found, channels, losses).cost;
+    double cost = linkChannels(codec, first, channels, losses).cost;
     while (channels.size() < mostGuessed) {
         std::vector<ChannelRequest> best;
-        double bestCost = cost - worthAnother * static_cast<double>(found.pictures.size());
+        double bestCost = cost - worthAnother * static_cast<double>(first.pictures.size());
         for (std::size_t i = 0; i < channels.size(); ++i) {
             if (i > 0 && channels[i].width == channels[i - 1].width
                 && channels[i].height == channels[i - 1].height)
                 continue;
             std::vector<ChannelRequest> more = channels;
             more.insert(more.begin() + static_cast<std::ptrdiff_t>(i), channels[i]);
-            const double moreCost = linkChannels(codec, found, more, losses).cost;
+            const double moreCost = linkChannels(codec, first, more, losses).cost;
             if (moreCost < bestCost) {
                 bestCost = moreCost;
                 best = std::move(more);

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::uint64_t leastLargest = 4096; // pieces of sound may vary up to this
 constexpr std::uint64_t longestSilence = 64U << 10U; // of PCM, in one piece
+constexpr std::uint64_t enoughZeros = 64U << 10U; // at both ends of a hole
 constexpr std::size_t fewestGaps = 2; // that speak for sound without a header
 
 enum class GapKind { Unknown, Padding, Zeros, BrokenUnit };
@@ -83,8 +84,10 @@ std::vector<Span> piecesOf(Bytes bytes, std::uint64_t alignment, const Span &spa
 
 Gap gapOf(Bytes bytes, VideoCodec codec, std::uint64_t alignment, Span span)
 {
-    const std::uint64_t zeros = zerosFrom(bytes, span.offset, span.end());
-    if (zeros == span.size) {
+    const std::uint64_t zeros = zerosFrom(bytes, span.offset, span.offset + std::min(span.size, enoughZeros));
+    const std::uint64_t tail = span.end() - std::min(span.size, enoughZeros);
+    if (zeros >= std::min(span.size, enoughZeros)
+        && zerosFrom(bytes, tail, span.end()) == span.end() - tail) {
         const bool isPadding = span.size < alignment && span.end() % alignment == 0;
         return {span, isPadding ? GapKind::Padding : GapKind::Zeros};
     }

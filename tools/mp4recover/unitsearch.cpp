@@ -12,6 +12,7 @@ constexpr std::uint64_t pieceSize = 1U << 20U; // what is scanned at once stays 
 constexpr std::uint64_t longestStretch = 16U << 20U; // searched at once where no block divides it
 constexpr std::size_t mostHits = 1'000'000; // of one stretch
 constexpr std::size_t mostBlocks = 1'000'000; // an hour has about 40,000
+constexpr std::size_t mostUnits = 4'000'000; // an hour of five channels at 60 pictures a second has 1,100,000
 constexpr double decisiveLead = 500; // of one codec's score over the other's
 
 class Search
@@ -106,7 +107,7 @@ private:
             return;
         const Span stretch{m_stretchBegin, end - m_stretchBegin};
         for (const VideoCodec codec : {VideoCodec::H264, VideoCodec::H265}) {
-            if (!m_decided || *m_decided == codec)
+            if ((!m_decided || *m_decided == codec) && resultOf(codec).units.size() < mostUnits)
                 searchStretch(m_bytes, codec, stretch, kind, m_hits, resultOf(codec));
         }
         decide();
