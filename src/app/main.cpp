@@ -6,9 +6,9 @@
 #include "desktop/desktop.h"
 #include "desktop/imagedesktop.h"
 #include "desktop/linuxdesktop.h"
+#include "desktop/quitsignals.h"
 #include "engine/moviefile.h"
 #include "mainwindow.h"
-#include "quitsignals.h"
 #include "telemetry/map/mapengine.h"
 
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "app/commandline.h"
 #include "app/overlay.h"
-#include "app/quitsignals.h"
+#include "desktop/quitsignals.h"
 
 #include <csignal>
 #include <QSignalSpy>
@@ -144,8 +144,10 @@ void TestStartAndOverlay::quitSignals_arriveInTheEventLoop()
         std::raise(SIGINT);
         QCOMPARE(received.count(), 0); // nothing happens inside the handler
         QVERIFY(received.wait());
+        QCOMPARE(received.takeLast().first().toInt(), SIGINT);
         std::raise(SIGTERM);
         QVERIFY(received.wait());
+        QCOMPARE(received.takeLast().first().toInt(), SIGTERM);
     }
     QVERIFY(handlerOf(SIGTERM) == formerHandler);
     std::signal(SIGHUP, SIG_DFL);

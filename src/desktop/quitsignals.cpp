@@ -15,10 +15,10 @@ std::atomic<int> signalPipe{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
 // Only calls that are safe in a signal handler.
-void onSignal(int)
+void onSignal(int signal)
 {
     const int savedErrno = errno;
-    const char byte = 0;
+    const char byte = static_cast<char>(signal);
     // A full pipe means that a request is waiting already.
     [[maybe_unused]] const auto written = write(signalPipe.load(), &byte, 1);
     errno = savedErrno;
@@ -59,7 +59,9 @@ QuitSignals::~QuitSignals()
 
 void QuitSignals::drain()
 {
-    std::array<char, 64> bytes{};
-    while (read(m_pipe[0], bytes.data(), bytes.size()) > 0) { }
-    Q_EMIT received();
+    int signal = 0;
+    for (char byte = 0; read(m_pipe[0], &byte, 1) > 0;)
+        signal = byte;
+    if (signal != 0)
+        Q_EMIT received(signal);
 }

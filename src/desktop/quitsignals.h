@@ -14,7 +14,7 @@ public:
     ~QuitSignals() override;
 
 Q_SIGNALS:
-    void received();
+    void received(int signal); ///< the last one, if several came at once
 
 private:
     void drain();
