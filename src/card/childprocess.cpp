@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <QFile>
 #include <QTimer>
 #include <spawn.h>
@@ -124,6 +125,19 @@ ChildWatcher::ChildWatcher(ChildProcess child, ChunkHandler onChunk, std::functi
     ::fcntl(m_child.output.get(), F_SETFL, O_NONBLOCK);
     connect(&m_outputNotifier, &QSocketNotifier::activated, this, &ChildWatcher::readChunk);
     watchExit();
+}
+
+void ChildWatcher::endChild() const
+{
+    constexpr int patienceMs = 1000;
+    if (m_isFinished)
+        return;
+    ::kill(m_child.pid, SIGTERM);
+    pollfd exit{m_exitDescriptor.get(), POLLIN, 0};
+    if (::poll(&exit, 1, patienceMs) <= 0)
+        ::kill(m_child.pid, SIGKILL);
+    siginfo_t info{};
+    ::waitid(P_PID, static_cast<id_t>(m_child.pid), &info, WEXITED | WNOWAIT); // finish() takes the status
 }
 
 void ChildWatcher::watchExit()

@@ -61,6 +61,7 @@ class ChildWatcher : public QObject
 public:
     using ChunkHandler = std::function<void(const QByteArray &)>;
     ChildWatcher(ChildProcess child, ChunkHandler onChunk, std::function<void(int)> onExit, QObject *parent);
+    void endChild() const; ///< blocks until it has ended, for at most some seconds
 
 private:
     void watchExit();

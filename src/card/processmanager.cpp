@@ -3,11 +3,8 @@
 #include "common/bundle.h"
 #include "common/log.h"
 #include "common/processvalues.h"
-#include "common/text.h"
 #include "desktop/desktop.h"
 #include "files.h"
-#include "tooloutput.h"
-#include "toolrun.h"
 
 #include <cerrno>
 #include <QCoroFuture>
@@ -158,24 +155,4 @@ bool ProcessManager::hasRoomForExtraction(quint64 nextBytes) const
         return true;
     const quint64 left = space.available > nextBytes ? space.available - nextBytes : 0;
     return left >= leastSpaceLeft && left >= space.total / leastShareLeft;
-}
-
-QCoro::Task<QString> ProcessManager::remux(QString src, QString dst)
-{
-    const QPointer<ProcessManager> self(this);
-    deleteDirectory(dst);
-    const QString output = co_await outputOf(toolcommands::remux(m_helperRoot, src, dst));
-    if (!self || fileSize(dst, false) == 0)
-        co_return QStringLiteral("Failed to remux MP4 file.");
-    co_return tooloutput::damageReport(output);
-}
-
-QCoro::Task<> ProcessManager::convertAudio(QString src, QString dst)
-{
-    deleteDirectory(dst);
-    if (!text::isPlainShellWord(src)) {
-        logLine(QStringLiteral("[ProcessManager] convertAudio: not a plain path: ") + src);
-        co_return;
-    }
-    co_await outputOf(toolcommands::convertAudio(m_helperRoot, src, dst));
 }

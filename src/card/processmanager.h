@@ -1,6 +1,7 @@
 #pragma once
 
 #include "media/filelistitem.h"
+#include "media/mediadata.h"
 #include "toolcommands.h"
 
 #include <optional>
@@ -60,15 +61,32 @@ public:
     [[nodiscard]] std::optional<QString> readSDCard(const QString &name) const;
     void saveToSDCard(const QString &name, const QString &text);
 
+    // Work on recordings outside of the card. Each operation deletes its target first; a failed one leaves
+    // none. Sources that a command line can't tell as one word give nothing but a log line.
+
     /// Copies all streams into an MP4. Empty if the recording is sound, else what is wrong with it.
     QCoro::Task<QString> remux(QString src, QString dst);
     /// Copies the video and makes the first audio stream AAC.
     QCoro::Task<> convertAudio(QString src, QString dst);
+    /// Copies one video stream, index from 0, and makes the first audio stream AAC.
+    QCoro::Task<> extractChannelWithAudio(QString src, int index, QString dst);
+    QCoro::Task<> extractChannel(QString src, int index, QString dst); ///< one video stream, from 0, alone
+
+    /// The channels that the recording's own telemetry describes; none if it describes none or is damaged
+    /// itself. Scans the whole file, on a worker.
+    QCoro::Task<std::optional<QList<VideoChannel>>> getVideoInfo(QString path);
+    /// Rebuilds a damaged or unfinished recording as an MP4, its sound in a file of its own beside it. False
+    /// if there is no description of the channels to go by. Whether it worked shows in the target.
+    QCoro::Task<bool> recoverMp4(QString src, QString dst);
+    /// Puts the sound that recoverMp4() left beside the video back into it, as AAC. Without sound, or where a
+    /// step fails, the video stays as it is.
+    QCoro::Task<> mergeAudio(QString video);
 
 Q_SIGNALS:
     void bboxChanged();
     void dataChanged();
     void readingEnded(); ///< of a card; the next one may begin
+    void repairReported(const QStringList &lines); ///< what recoverMp4() found and lost, as its tool told it
 
 private:
     QCoro::Task<> installTool(QString tool);

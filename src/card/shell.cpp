@@ -77,4 +77,11 @@ void Shell::startProcess(const QString &command, OutputHandler onOutput, std::fu
     new ChildWatcher(std::move(child), decode, std::move(onExit), qApp);
 }
 
+void Shell::endRunningCommands()
+{
+    const auto watchers = qApp->findChildren<ChildWatcher *>(QString(), Qt::FindDirectChildrenOnly);
+    for (const ChildWatcher *watcher : watchers)
+        watcher->endChild();
+}
+
 void Shell::setExecutable(const QString &path) { executable() = path; }

@@ -6,7 +6,7 @@
 
 /// The one way to start a child process: a text command line, run by /bin/bash with -c. Standard output and
 /// standard error come as one text, standard input is empty; environment and folder are the program's own.
-/// There is no time-out, and nothing ever ends a running command.
+/// There is no time-out, and nothing but endRunningCommands() ends a running command.
 class Shell
 {
 public:
@@ -28,6 +28,10 @@ public:
     /// What runAsync is made of. Both handlers are called later on the main thread, never from within the
     /// call; onExit exactly once, last.
     static void startProcess(const QString &command, OutputHandler onOutput, std::function<void(int)> onExit);
+
+    /// For a program that was told to end: asks all commands that run on the event loop to end, makes those
+    /// end that don't, and comes back when none is left. Who waits for one gets its status as always.
+    static void endRunningCommands();
 
     /// For tests: another executable in the place of /bin/bash.
     static void setExecutable(const QString &path);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media/mediadata.h"
+
 #include <QString>
 
 /// The command lines of the tools, for Shell. toolFolder ends in "/". What stands in single quotes may hold
@@ -14,5 +16,13 @@ inline constexpr qint64 ext4Offset = 104857600;
                               const QString &target);
 [[nodiscard]] QString remux(const QString &toolFolder, const QString &source, const QString &target);
 [[nodiscard]] QString convertAudio(const QString &toolFolder, const QString &source, const QString &target);
+[[nodiscard]] QString extractChannelWithAudio(const QString &toolFolder, const QString &source, int index,
+                                              const QString &target);
+[[nodiscard]] QString extractChannel(const QString &toolFolder, const QString &source, int index,
+                                     const QString &target);
+[[nodiscard]] QString recover(const QString &toolFolder, const QString &source, const QString &target,
+                              const QList<VideoChannel> &channels);
+[[nodiscard]] QString mergeAudio(const QString &toolFolder, const QString &video, const QString &sound,
+                                 const QString &target);
 
 } // namespace toolcommands

@@ -2,6 +2,7 @@
 
 #include "common/text.h"
 
+#include <algorithm>
 #include <QRegularExpression>
 #include <set>
 
@@ -47,6 +48,30 @@ QString tooloutput::damageReport(QStringView output)
     for (auto matches = pattern.globalMatch(output.toString()); matches.hasNext();)
         messages.insert(matches.next().captured());
     return QStringList(messages.begin(), messages.end()).join(u'\n');
+}
+
+QStringList tooloutput::repairReport(QStringView output)
+{
+    static const QRegularExpression lineEnd(QStringLiteral("[\\r\\n]+"));
+    static const QRegularExpression progress(QStringLiteral("^\\w+: \\d+ %$"));
+    constexpr qsizetype mostLines = 100;
+    constexpr qsizetype longestLine = 500;
+    QStringList report;
+    const auto lines = output.split(lineEnd, Qt::SkipEmptyParts);
+    for (const QStringView line : lines) {
+        const QString told = line.left(longestLine).toString();
+        if (report.size() < mostLines && !progress.match(told).hasMatch())
+            report.append(told);
+    }
+    return report;
+}
+
+bool tooloutput::areFramesLost(const QStringList &repairReport)
+{
+    static const QRegularExpression loss(
+        QStringLiteral("^channel \\d+: \\d+ frames found, 0*[1-9]\\d* lost$"));
+    return std::any_of(repairReport.cbegin(), repairReport.cend(),
+                       [](const QString &line) { return loss.match(line).hasMatch(); });
 }
 
 tooloutput::ListedFile tooloutput::parseSizedEntry(const QString &entry)

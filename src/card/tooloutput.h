@@ -15,6 +15,12 @@ namespace tooloutput {
 /// per line. Empty for a sound recording.
 [[nodiscard]] QString damageReport(QStringView output);
 
+/// What mp4recover told apart from its progress, line by line: frames found and lost for each channel, or why
+/// there are none. Bounded, whatever was printed.
+[[nodiscard]] QStringList repairReport(QStringView output);
+/// Whether it tells of lost frames in any channel.
+[[nodiscard]] bool areFramesLost(const QStringList &repairReport);
+
 /// A recording as one entry of a listing with sizes tells it. The name ends at the first ",".
 struct ListedFile {
     QString name;

@@ -1,19 +1,13 @@
 #include "card/processmanager.h"
-#include "card/shell.h"
-#include "common/processvalues.h"
-#include "support/logcapture.h"
 #include "support/privatehome.h"
 #include "support/scripteddesktop.h"
 
 #include <QCoroTask>
-#include <QCryptographicHash>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
 
-using processvalues::tempRoot;
-
-/// A card as the camera leaves it, read by the real reader and remuxed by the real converter.
+/// Recordings of any name and damage in the hands of the real converter.
 class RealToolsTest : public QObject
 {
     Q_OBJECT
@@ -22,105 +16,56 @@ class RealToolsTest : public QObject
     ScriptedDesktop m_desktop;
     ProcessManager m_manager{m_desktop.desktop};
     QTemporaryDir m_folder;
-    QString m_image = m_folder.filePath(QStringLiteral("card.img"));
-    FileList m_files;
+    QString m_recording = m_folder.filePath(QStringLiteral("E_20240309_170559.mp4"));
 
-    static QString program(const char *name)
-    {
-        return QStringLiteral(VORNEX_BIN_DIR "/") + QString::fromLatin1(name);
-    }
-    /// Kind and codec of each stream, such as "video h264".
+    /// Codec, kind and height of each stream, such as "h264,video,96".
     static QStringList streams(const QString &path)
     {
         QProcess probe;
         probe.start(QStringLiteral("ffprobe"),
                     {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                     QStringLiteral("stream=codec_type,codec_name"), QStringLiteral("-of"),
+                     QStringLiteral("stream=codec_name,codec_type,height"), QStringLiteral("-of"),
                      QStringLiteral("csv=p=0"), path});
         probe.waitForFinished();
         return QString::fromUtf8(probe.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
-    }
-    /// The extracted copy of the first recording; extracts it.
-    QString extractFirst()
-    {
-        const QString path = QStringLiteral("mov/") + m_files.first().type + u'/' + m_files.first().name;
-        QCoro::waitFor(m_manager.read(path));
-        return tempRoot() + path;
     }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        m_desktop.tools.insert(QStringLiteral("ext4util"), program("ext4util"));
         m_desktop.tools.insert(QStringLiteral("ffmpeg"),
                                QStandardPaths::findExecutable(QStringLiteral("ffmpeg")));
-        m_desktop.volumes->mounted = {{QStringLiteral("NO NAME"), m_folder.path(), QString()}};
-        QVERIFY(QCoro::waitFor(m_manager.setup()));
-        const QStringList arguments{m_image,
-                                    QStringLiteral("--size"),
-                                    QStringLiteral("160M"),
-                                    QStringLiteral("--count"),
-                                    QStringLiteral("4"),
-                                    QStringLiteral("--seconds"),
-                                    QStringLiteral("2"),
-                                    QStringLiteral("--channels"),
-                                    QStringLiteral("2"),
-                                    QStringLiteral("--picture"),
-                                    QStringLiteral("160x96")};
-        QCOMPARE(QProcess::execute(program("samplecard"), arguments), 0);
-        processvalues::setCardDevicePath(m_image);
-        m_files = QCoro::waitFor(m_manager.readFileList());
-    }
-
-    void listsTheCard()
-    {
-        QCOMPARE(m_files.size(), 4);
-        for (const FileListItem &file : m_files) {
-            QVERIFY2(file.size > 0 && file.kindLabel() != QString(), qPrintable(file.name));
-            QVERIFY2(file.dateText() != u"-", qPrintable(file.name));
-        }
-        QVERIFY(m_manager.bbox().contains(QStringLiteral("bbox.ini")));
-        QVERIFY(!m_manager.data().isEmpty());
-        QCOMPARE(processvalues::recordedChannelCount() > 0, true);
-        QCOMPARE(m_manager.readSDCard(QStringLiteral("bbox.cfg")),
-                 m_manager.readConfig(QStringLiteral("bbox.cfg")));
-        QVERIFY(m_manager.readConfig(QStringLiteral("bbox.cfg")).has_value());
-    }
-
-    void extractsRecordingsAsListed()
-    {
-        for (const FileListItem &file : std::as_const(m_files)) {
-            const QString path = QStringLiteral("mov/") + file.type + u'/' + file.name;
-            QCoro::waitFor(m_manager.read(path));
-            QCOMPARE(m_manager.fileSize(path, true), file.size);
-        }
-        QCoro::waitFor(m_manager.read(QStringLiteral("mov/normal/missing.mp4")));
-        QCOMPARE(m_manager.fileSize(QStringLiteral("mov/normal/missing.mp4"), true), quint64(0));
-    }
-
-    void remuxesAndConverts()
-    {
-        const QString source = extractFirst();
-        const QString temp = tempRoot() + QStringLiteral("mov/temp.mp4");
-        const QString playing = tempRoot() + QStringLiteral("mov/playing.mp4");
-        writeFile(temp, "of an earlier recording");
-        QCOMPARE(QCoro::waitFor(m_manager.remux(source, temp)), QString());
-        QCOMPARE(streams(temp).filter(QStringLiteral("video")).size(), 2);
-        QCoro::waitFor(m_manager.convertAudio(temp, playing));
-        const QStringList converted = streams(playing);
-        QCOMPARE(converted.filter(QStringLiteral("video")).size(), 2);
-        QCOMPARE(converted.filter(QStringLiteral("audio")), QStringList{QStringLiteral("aac,audio")});
+        QCoro::waitFor(m_manager.setup());
+        // A first channel of another size than the second tells them apart.
+        QCOMPARE(
+            QProcess::execute(QStringLiteral(VORNEX_BIN_DIR "/samplecard"),
+                              {QStringLiteral("--recording"), m_recording, QStringLiteral("--seconds"),
+                               QStringLiteral("1"), QStringLiteral("--picture"), QStringLiteral("1920x1080"),
+                               QStringLiteral("--fps"), QStringLiteral("10")}),
+            0);
     }
 
     void remuxesFilesOfAnyName()
     {
         const QString source = m_folder.filePath(QStringLiteral("it's my $HOME; 녹화.mp4"));
-        QVERIFY(QFile::copy(extractFirst(), source));
+        QVERIFY(QFile::copy(m_recording, source));
         const QString target = m_folder.filePath(QStringLiteral("o'ut put.mp4"));
         QCOMPARE(QCoro::waitFor(m_manager.remux(source, target)), QString());
-        QVERIFY(m_manager.fileSize(target, false) > 0);
+        QCOMPARE(streams(target).size(), 3);
         QCoro::waitFor(m_manager.convertAudio(source, target)); // can't be told on that line
         QVERIFY(!QFile::exists(target));
+    }
+
+    void takesSingleChannelsOut()
+    {
+        const QString target = m_folder.filePath(QStringLiteral("one channel.mp4"));
+        QCoro::waitFor(m_manager.extractChannel(m_recording, 0, target));
+        QCOMPARE(streams(target), QStringList(QStringLiteral("h264,video,1080")));
+        QCoro::waitFor(m_manager.extractChannelWithAudio(m_recording, 1, target));
+        QCOMPARE(streams(target),
+                 QStringList({QStringLiteral("h264,video,720"), QStringLiteral("aac,audio")}));
+        QCoro::waitFor(m_manager.extractChannel(m_recording, 2, target));
+        QCOMPARE(m_manager.fileSize(target, false), quint64(0));
     }
 
     void tellsWhatIsWrongWithARecording_data()

@@ -1,7 +1,9 @@
 #include "card/shell.h"
 
+#include <csignal>
 #include <QCoroTask>
 #include <QFile>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -169,6 +171,23 @@ private Q_SLOTS:
         QTRY_COMPARE(calls, QStringList({QStringLiteral("output"), QStringLiteral("exit")}));
         QCoreApplication::sendPostedEvents();
         QCOMPARE(calls.size(), 2);
+    }
+
+    /// One of them takes no notice of the first word.
+    void endsRunningCommands()
+    {
+        const QTemporaryDir folder;
+        QList<int> statuses;
+        for (const char *command : {"cd '%1'; touch a; exec sleep 600",
+                                    "cd '%1'; trap '' TERM; touch b; while :; do sleep 1; done"})
+            Shell::startProcess(
+                QString::fromLatin1(command).arg(folder.path()), [](const QString &) {},
+                [&statuses](int status) { statuses.append(status); });
+        QTRY_VERIFY(QFile::exists(folder.filePath(QStringLiteral("a")))
+                    && QFile::exists(folder.filePath(QStringLiteral("b"))));
+        Shell::endRunningCommands();
+        QTRY_COMPARE(statuses.size(), 2);
+        QCOMPARE(QSet<int>(statuses.cbegin(), statuses.cend()), QSet<int>({SIGTERM, SIGKILL}));
     }
 
     void keepsCommandsApart()
