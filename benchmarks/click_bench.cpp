@@ -1,6 +1,6 @@
-// Milliseconds from the click on an extracted recording to its first picture, and to one of each channel:
-// click_bench CARD_IMAGE RECORDING, where RECORDING takes the place of the card's newest one. Each line on
-// standard input is a click.
+// Milliseconds from the click on an extracted recording to its first picture, and to one of each channel, and
+// the longest time for which the main thread took no event meanwhile: click_bench CARD_IMAGE RECORDING, where
+// RECORDING takes the place of the card's newest one. Each line on standard input is a click.
 #include "app/state/appviewmodel.h"
 #include "card/sdmanager.h"
 #include "common/preferences.h"
@@ -36,6 +36,30 @@ void processUntil(const std::function<bool()> &isDone)
 struct Latency {
     qint64 firstMs = 0;
     qint64 allMs = 0;
+    double longestPauseMs = 0;
+};
+
+/// Ticks on the event loop and keeps the longest delay of a tick.
+class PauseMeter
+{
+public:
+    PauseMeter()
+    {
+        m_ticks.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_ticks, &QTimer::timeout, &m_ticks, [this] {
+            m_longestMs = std::max(m_longestMs, double(m_sinceTick.nsecsElapsed()) / 1e6 - intervalMs);
+            m_sinceTick.start();
+        });
+        m_sinceTick.start();
+        m_ticks.start(intervalMs);
+    }
+    [[nodiscard]] double longestMs() const { return m_longestMs; }
+
+private:
+    static constexpr int intervalMs = 2;
+    QTimer m_ticks;
+    QElapsedTimer m_sinceTick;
+    double m_longestMs = 0;
 };
 
 Latency click(AppViewModel &viewModel)
@@ -45,6 +69,7 @@ Latency click(AppViewModel &viewModel)
     const auto players = [&]() -> const TrackPlayerList & {
         return viewModel.playerManager()->videoPlayers();
     };
+    const PauseMeter pauses;
     QElapsedTimer timer;
     timer.start();
     viewModel.tapRow(0);
@@ -57,6 +82,7 @@ Latency click(AppViewModel &viewModel)
             && std::all_of(players().cbegin(), players().cend(), hasPicture);
     });
     latency.allMs = timer.elapsed();
+    latency.longestPauseMs = pauses.longestMs();
     return latency;
 }
 
@@ -97,8 +123,9 @@ int main(int argc, char **argv)
         QCoro::waitFor(sleepFor(std::chrono::seconds(1)));
         viewModel.playerManager()->stop();
         QCoro::waitFor(sleepFor(std::chrono::milliseconds(300)));
-        std::printf("{\"first\": %lld, \"all\": %lld}\n", static_cast<long long>(latency.firstMs),
-                    static_cast<long long>(latency.allMs));
+        std::printf("{\"first\": %lld, \"all\": %lld, \"longestPause\": %.1f}\n",
+                    static_cast<long long>(latency.firstMs), static_cast<long long>(latency.allMs),
+                    latency.longestPauseMs);
         std::fflush(stdout);
     }
     return 0;

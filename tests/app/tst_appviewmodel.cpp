@@ -1,6 +1,7 @@
 #include "app/state/appviewmodel.h"
 #include "common/preferences.h"
 #include "common/processvalues.h"
+#include "support/logcapture.h"
 #include "support/scriptedcard.h"
 #include "support/scriptedmovie.h"
 
@@ -49,6 +50,7 @@ private Q_SLOTS:
     void cardGoneDuringTheFetchEndsTheSelection();
     void tabChangeDuringTheFetchLeavesOtherRowsAlone();
     void clickWaitsForARunningExtractionOfThatRecording();
+    void alertIsTheEndOfItsSelectionAlone();
     void recordingsNamedLikeWorkFilesSurvive();
     void previewIsResetForAnotherNumberOfChannels();
     void nextGoesDownPreviousAndTheEndGoUp();
@@ -58,7 +60,6 @@ private Q_SLOTS:
 
     void cancelTakesEffectAfterTheRunningTool();
     void extractionWaitsForAlertsAndRoom();
-    void allTicksAreOnePublication();
 
 private:
     void attach(const QString &card);
@@ -290,9 +291,9 @@ void AppViewModelTest::cardGoneDuringTheReadingStaysGone()
     attach(m_card);
     QTRY_COMPARE(countOf(QStringLiteral("ls mov/saved")), 1);
     detach();
+    QSignalSpy readings(&m_model->procManager(), &ProcessManager::readingEnded);
     m_tools->release(QStringLiteral("ls-saved"));
-    QTRY_COMPARE(countOf(QStringLiteral("end ls mov/saved")), 1);
-    QTest::qWait(50); // nothing is to come
+    QVERIFY(readings.wait());
     QCOMPARE(m_model->fileCount(), 0);
     QCOMPARE(names(), QStringList());
     QCOMPARE(m_tools->calls().filter(QStringLiteral("read mov/normal")).size(), 0);
@@ -379,56 +380,125 @@ void AppViewModelTest::selectionPlaysWhatCanBePlayed_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<QString>("unopenable");
-    QTest::addColumn<QString>("played"); // empty: the damaged-file alert
-    const QString name = at("100000");
+    QTest::addColumn<QStringList>("steps"); // of the tools; R stands for the recording
+    QTest::addColumn<QStringList>("opened"); // to count the sound, and to be played
+    QTest::addColumn<bool>("isPlayed");
+    QTest::addColumn<QStringList>("log");
+    const auto row = [](const char *test, const char *name, const QByteArray &content,
+                        const QString &unopenable, const QStringList &steps, const QStringList &opened,
+                        bool isPlayed, const QStringList &log) {
+        QTest::newRow(test) << QString::fromLatin1(name) << content << unopenable << steps << opened
+                            << isPlayed << log;
+    };
+    const char *mp4 = "N_20240309_100000.mp4";
+    const QByteArray channels = " DAT00018vid:[1]1280.720.30";
+    const QString none;
     const QString playing = QStringLiteral("playing.mp4");
     const QString temp = QStringLiteral("temp.mp4");
-    QTest::newRow("with sound") << name << QByteArray("2 1") << QString() << playing;
-    QTest::newRow("without sound") << name << QByteArray("2 0") << QString() << temp;
-    QTest::newRow("sound that can't be made") << name << QByteArray("2 1 no-aac") << QString() << temp;
-    QTest::newRow("broken parameter sets") << name << QByteArray("2 1 damaged") << QString() << QString();
-    QTest::newRow("no remux") << name << QByteArray("2 1 unreadable") << QString() << QString();
-    QTest::newRow("unfinished") << QStringLiteral("N_20240309_100000.mov") << QByteArray("2 1") << QString()
-                                << QString();
-    QTest::newRow("can't be opened") << name << QByteArray("2 1") << playing << QString();
-    QTest::newRow("empty on the card") << name << QByteArray() << QString() << QString();
+    const QString remux = QStringLiteral("remux R temp.mp4");
+    const QString convert = QStringLiteral("convert temp.mp4 playing.mp4");
+    const QString recover = QStringLiteral("recover R temp.mp4 --ch1 1280x720@30");
+    const QStringList merge{QStringLiteral("merge temp.mp4 temp.mkv"),
+                            QStringLiteral("convert temp2.mp4 temp3.mp4")};
+    const QString wrongSets = QStringLiteral("select mov/normal/R -> sps_id 32 out of range");
+    const QString noRemux = QStringLiteral("select mov/normal/R -> Failed to remux MP4 file.");
+    const QString silent = QStringLiteral("select R -> has no audio.");
+    const QString uncounted = QStringLiteral("getAudioCount failure: can't open");
+    const QString unloaded = QStringLiteral("loadMp4 failure: can't open");
+
+    row("with sound", mp4, "2 1", none, {remux, convert}, {QStringLiteral("R"), playing}, true, {});
+    row("without sound", mp4, "2 0", none, {remux}, {QStringLiteral("R"), temp}, true, {silent});
+    row("sound that can't be made", mp4, "2 1 no-aac", none, {remux, convert}, {QStringLiteral("R"), temp},
+        true, {});
+    row("broken parameter sets", mp4, "2 1 damaged" + channels, none,
+        QStringList{remux, recover} + merge + QStringList{convert}, {temp, playing}, true, {wrongSets});
+    row("broken sets and no sound", mp4, "2 0 damaged" + channels, none, {remux, recover}, {temp, temp}, true,
+        {wrongSets, silent});
+    row("no remux", mp4, "2 1 unreadable" + channels, none,
+        QStringList{remux, recover} + merge + QStringList{convert}, {temp, playing}, true, {noRemux});
+    row("unfinished", "N_20240309_100000.mov", "2 1" + channels, none,
+        QStringList{recover} + merge + QStringList{convert}, {temp, playing}, true, {});
+    row("named unfinished inside", "N_20240309_100000.mov.mp4", "2 0" + channels, none, {recover},
+        {temp, temp}, true, {silent});
+    row("not named so by case", "N_20240309_100000.MOV", "2 0", none, {remux}, {QStringLiteral("R"), temp},
+        true, {silent});
+    row("no description of the channels", mp4, "2 1 damaged", none, {remux}, {temp, temp}, false,
+        {wrongSets, uncounted, silent, unloaded});
+    row("nothing to be found", mp4, "2 1 hopeless" + channels, none, {remux, recover}, {temp, temp}, false,
+        {noRemux, uncounted, silent, unloaded});
+    row("empty on the card", mp4, "", none, {remux}, {temp, temp}, false,
+        {noRemux, uncounted, silent, unloaded});
+    row("can't be opened", mp4, "2 1", playing, {remux, convert}, {QStringLiteral("R"), playing}, false,
+        {unloaded});
+    row("repaired and can't be opened", mp4, "2 0 damaged" + channels, temp, {remux, recover}, {temp, temp},
+        false, {wrongSets, uncounted, silent, unloaded});
 }
 
 void AppViewModelTest::selectionPlaysWhatCanBePlayed()
 {
     QFETCH(const QString, name);
     QFETCH(const QByteArray, content);
-    QFETCH(const QString, played);
+    QFETCH(const QStringList, steps);
+    QFETCH(const bool, isPlayed);
     QFETCH(const QString, unopenable);
     m_unopenable = unopenable;
     m_tools->addRecording(m_card, QStringLiteral("normal"), name, content);
-    addRecordings(m_card, QStringLiteral("normal"), {at("090000")});
-    m_tools->hold(u"read-" % at("090000")); // keeps the background task from ending
+    m_tools->space = noRoom; // no background extraction
     attach(m_card);
-    QTRY_COMPARE(names().size(), 2);
-    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("090000")), 1);
+    QTRY_COMPARE(names().size(), 1);
     m_tools->clearCalls();
-    m_model->tapRow(0);
-    QTRY_VERIFY(m_model->alertMessage() || m_model->playerManager()->isPlaying());
+    QStringList messages;
+    connect(m_model.get(), &AppViewModel::procMessageChanged, this,
+            [&] { messages.append(m_model->procMessage().value_or(QString())); });
+    LogCapture log;
+    QCoro::waitFor(m_model->selectIndex(0));
 
-    QCOMPARE(m_model->alertMessage().has_value(), played.isEmpty());
-    QCOMPARE(m_model->procMessage(), std::optional<QString>());
+    QStringList shown{QStringLiteral("영상 다운로드 중입니다. 잠시만 기다려주세요."), QString()};
+    if (!steps.filter(QStringLiteral("recover")).isEmpty() || (!isPlayed && unopenable.isEmpty()))
+        shown += {QStringLiteral("영상을 복구 중입니다. 잠시만 기다려주세요."), QString()};
+    QCOMPARE(messages, shown);
+    const auto generic = [&name](QStringList texts) {
+        return texts.replaceInStrings(name, QStringLiteral("R"));
+    };
+    QTEST(generic(
+              m_tools->calls().filter(QRegularExpression(QStringLiteral("^(remux|recover|merge|convert)")))),
+          "steps");
+    QTEST(generic(m_opened), "opened");
+    const QString tag = QStringLiteral("[AppViewModel] ");
+    QTEST(generic(log.lines().filter(tag).replaceInStrings(tag, QString()))
+              .filter(QRegularExpression(QStringLiteral("^(?!loading)"))),
+          "log");
+
+    QCOMPARE(m_model->playerManager()->isPlaying(), isPlayed);
+    QCOMPARE(m_model->alertMessage(),
+             isPlayed ? std::nullopt
+                      : std::optional(QStringLiteral("영상 파일이 손상되어 정상적으로 재생할 수 없습니다.")));
     QCOMPARE(m_model->selectedIndex(), std::optional(0));
     QVERIFY(m_model->filtered().at(0).isSelected);
-    if (played.isEmpty()) {
-        QCOMPARE(*m_model->alertMessage(),
-                 QStringLiteral("영상 파일이 손상되어 정상적으로 재생할 수 없습니다."));
-        QVERIFY(m_model->videoPlayers().isEmpty());
-    } else {
-        QCOMPARE(m_opened.last(), played);
-    }
-    // After a failure the background task stays stopped.
-    m_tools->release(u"read-" % at("090000"));
-    QTRY_COMPARE(countOf(QStringLiteral("end read mov/normal/") + at("090000")), 1);
-    if (!played.isEmpty())
-        QTRY_VERIFY(readSize(m_model->fileList(), at("090000")) > 0);
-    else
-        QCOMPARE(readSize(m_model->fileList(), at("090000")), 0);
+    // Nothing of the work is left but what plays.
+    QDir folder(processvalues::tempRoot() + QStringLiteral("mov/normal"));
+    folder.setNameFilters({QStringLiteral("temp*")});
+    QCOMPARE(isPlayed ? folder.entryList(QDir::Files) : QStringList(), QStringList());
+}
+
+void AppViewModelTest::alertIsTheEndOfItsSelectionAlone()
+{
+    m_tools->addRecording(m_card, QStringLiteral("normal"), at("110000"), "2 1 hopeless");
+    addRecordings(m_card, QStringLiteral("normal"), {at("090000"), at("100000")});
+    m_tools->hold(u"read-" % at("100000")); // the background task is at it
+    attach(m_card);
+    QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("100000")), 1);
+    QTRY_COMPARE(names().size(), 3);
+    QCoro::waitFor(m_model->selectIndex(0));
+    QVERIFY(m_model->alertMessage());
+    QSignalSpy extractions(m_model.get(), &AppViewModel::extractionEnded);
+    m_tools->release(u"read-" % at("100000"));
+    QVERIFY(extractions.wait());
+    QCOMPARE(readSize(m_model->fileList(), at("100000")), 0); // the background task stays stopped
+
+    QCoro::waitFor(m_model->selectIndex(1)); // with the alert still up
+    QVERIFY(m_model->playerManager()->isPlaying());
+    QTRY_VERIFY(readSize(m_model->fileList(), at("090000")) > 0);
 }
 
 void AppViewModelTest::cardGoneDuringTheFetchEndsTheSelection()
@@ -487,20 +557,22 @@ void AppViewModelTest::clickWaitsForARunningExtractionOfThatRecording()
     QTRY_COMPARE(names().size(), 1);
     auto selection = m_model->selectIndex(0);
     QTRY_VERIFY(m_model->procMessage());
-    QTest::qWait(50); // a second tool would have been started by now
-    QCOMPARE(countOf(QStringLiteral("read mov/normal/") + name), 1);
     m_tools->release(u"read-" % name);
     QCoro::waitFor(std::move(selection));
     QVERIFY(m_model->playerManager()->isPlaying());
+    QCOMPARE(countOf(QStringLiteral("read mov/normal/") + name), 1);
 }
 
 void AppViewModelTest::recordingsNamedLikeWorkFilesSurvive()
 {
-    const QStringList reserved{QStringLiteral("temp.mp4"), QStringLiteral("playing.mp4")};
-    addRecordings(m_card, QStringLiteral("normal"), reserved + QStringList{at("100000")});
+    const QStringList reserved{QStringLiteral("temp.mp4"), QStringLiteral("playing.mp4"),
+                               QStringLiteral("_temp2.mp4"), QStringLiteral("__temp.mp3")};
+    addRecordings(m_card, QStringLiteral("normal"), reserved);
+    m_tools->addRecording(m_card, QStringLiteral("normal"), at("100000"),
+                          "2 1 damaged DAT00018vid:[1]1280.720.30");
     loadWholeCard();
     const QDir folder(processvalues::tempRoot() + QStringLiteral("mov/normal"));
-    for (const QString &name : {at("100000"), reserved[0], reserved[1], reserved[0]}) {
+    for (const QString &name : {at("100000"), reserved[0], reserved[1], reserved[2]}) {
         QCoro::waitFor(m_model->selectIndex(row(name)));
         QCOMPARE(m_model->alertMessage(), std::optional<QString>());
         for (const QString &file : reserved) {
@@ -509,7 +581,7 @@ void AppViewModelTest::recordingsNamedLikeWorkFilesSurvive()
             QCOMPARE(copy.readAll(), "2 1 " + file.toUtf8());
         }
     }
-    QCOMPARE(folder.entryList(QDir::Files).size(), 4); // the recordings, and what plays
+    QCOMPARE(folder.entryList(QDir::Files).size(), 6); // the recordings, and what plays
 }
 
 void AppViewModelTest::previewIsResetForAnotherNumberOfChannels()
@@ -631,10 +703,10 @@ void AppViewModelTest::cancelTakesEffectAfterTheRunningTool()
     attach(m_card);
     QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("110000")), 1);
     m_model->cancelLoading();
+    QSignalSpy extractions(m_model.get(), &AppViewModel::extractionEnded);
     m_tools->release(u"read-" % at("110000"));
     const QString path = processvalues::tempRoot() + QStringLiteral("mov/normal/") + at("110000");
-    QTRY_COMPARE(countOf(QStringLiteral("end read mov/normal/") + at("110000")), 1);
-    QTest::qWait(50); // nothing is to come
+    QVERIFY(extractions.wait());
     QVERIFY(QFileInfo(path).size() > 0); // the tool went on to its end
     QCOMPARE(readSize(m_model->fileList(), at("110000")), 0);
     QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
@@ -653,31 +725,19 @@ void AppViewModelTest::extractionWaitsForAlertsAndRoom()
     QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("110000")), 1);
     m_model->setIsAlerting(true);
     m_tools->space = noRoom;
+    LogCapture log;
+    const auto isPaused = [&log] {
+        return log.lines().contains(QStringLiteral("[AppViewModel] loading paused: no room on the disk"));
+    };
     m_tools->release(u"read-" % at("110000"));
     QTRY_VERIFY(readSize(m_model->fileList(), at("110000")) > 0);
-    QTest::qWait(50);
-    QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
+    QVERIFY(!isPaused()); // the alert comes first
     m_model->setIsAlerting(false);
-    QTest::qWait(50);
+    QTRY_VERIFY(isPaused());
     QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
     QCOMPARE(m_model->alertMessage(), std::optional<QString>());
     m_tools->space = room;
     QTRY_VERIFY(readSize(m_model->fileList(), at("100000")) > 0);
-}
-
-void AppViewModelTest::allTicksAreOnePublication()
-{
-    addRecordings(m_card, QStringLiteral("normal"), {at("100000"), at("110000"), at("120000")});
-    loadWholeCard();
-    QSignalSpy published(m_model.get(), &AppViewModel::filteredChanged);
-    m_model->setAllChecked(true);
-    QCOMPARE(published.size(), 1);
-    m_model->setChecked(0, false);
-    QCOMPARE(published.size(), 2);
-    QVERIFY(m_model->isAllChecked());
-    QCOMPARE(m_model->checkedItems().size(), 2);
-    for (const FileListItem &item : m_model->fileList())
-        QVERIFY(!item.isChecked);
 }
 
 QTEST_GUILESS_MAIN(AppViewModelTest)

@@ -1,7 +1,6 @@
 #include "app/state/filelistmodel.h"
 
 #include <QAbstractItemModelTester>
-#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QStringBuilder>
 #include <QTest>
@@ -138,32 +137,6 @@ private Q_SLOTS:
         QCOMPARE(resets.size(), 1);
         const auto isSelected = [](const FileListItem &entry) { return entry.isSelected; };
         QCOMPARE(std::count_if(model.items().cbegin(), model.items().cend(), isSelected), 1);
-    }
-
-    /// What the main thread does for ten thousand rows; figures for whoever reads the test's output.
-    void tenThousandRows()
-    {
-        const SortedList all = sortedNewestFirst(manyRecordings(10'000));
-        FileListModel model;
-        QElapsedTimer timer;
-        const auto printTime = [&](const char *what) {
-            qInfo("%s: %.2f ms", what, static_cast<double>(timer.nsecsElapsed()) / 1e6);
-        };
-        timer.start();
-        const SortedList sorted = sortedNewestFirst(entriesOfType(all.items, QStringLiteral("all")));
-        printTime("filter and sort (another thread)");
-        SortedList copy = sorted;
-        timer.start();
-        model.replace(std::move(copy));
-        printTime("replace");
-        timer.start();
-        model.setAllChecked(true);
-        printTime("tick all");
-        timer.start();
-        model.setSelectedRow(model.rowOf(sorted.items.last().id));
-        printTime("select the last row");
-        QCOMPARE(model.rowCount(), 10'000);
-        QVERIFY(model.items().last().isSelected && model.items().last().isChecked);
     }
 };
 

@@ -31,18 +31,26 @@ read) cp "$2/$4" "$5" ;;
 esac
 echo "end $1 $4" >> "$SCRIPTED_CALLS"
 )sh");
-        // The source's text steers it: "damaged", "unreadable", or "no-aac" for one whose sound can't be
-        // made.
+        // The source's text steers both: "damaged", "unreadable", "hopeless", or "no-aac" for one whose sound
+        // can't be made. A repair mends "damaged" and "unreadable".
         installScript(QStringLiteral("ffmpeg"), R"sh(#!/bin/bash
 target=${*: -1}
-case $* in *-c:a*) step=convert ;; *) step=remux ;; esac
+case $* in *-shortest*) step=merge ;; *-c:a*) step=convert ;; *) step=remux ;; esac
 echo "$step ${2##*/} ${target##*/}" >> "$SCRIPTED_CALLS"
 case $step-$(cat "$2") in
-*unreadable*) echo "moov atom not found"; exit 1 ;;
+*hopeless* | *unreadable*) echo "moov atom not found"; exit 1 ;;
 remux*damaged*) echo "[h264 @ 0x5] sps_id 32 out of range" ;;
 convert*no-aac*) exit 1 ;;
+merge*) sed 's/^\([0-9]\) 0/\1 1/' "$2" > "$target"; exit ;;
 esac
 cp "$2" "$target"
+)sh");
+        installScript(QStringLiteral("mp4recover"), R"sh(#!/bin/bash
+echo "recover ${1##*/} ${2##*/} ${*:3}" >> "$SCRIPTED_CALLS"
+while [ -e "$SCRIPTED_HOLD/recover" ]; do sleep 0.01; done
+case $(cat "$1") in *hopeless*) echo "mp4recover: nothing found" >&2; exit 4 ;; esac
+sed 's/damaged\|unreadable/mended/; s/^\([0-9]\) ./\1 0/' "$1" > "$2"
+case $(cat "$1") in ?\ 1*) cp "$1" "${2%.mp4}.mp3" ;; esac
 )sh");
         desktop.diskWatcher = std::make_unique<ScriptedDiskWatcher>();
         desktop.volumeList = std::make_unique<ScriptedVolumeList>();

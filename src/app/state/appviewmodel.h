@@ -126,6 +126,8 @@ public:
 
     /// The way of one recording from the card to the screen; ignored while another one is on its way.
     QCoro::Task<> select(FileListItem item);
+    /// Rebuilds a damaged recording, with its sound. False if there was nothing to go by.
+    QCoro::Task<bool> recoverWithAudio(QString source, QString target);
     /// Hands a file to the player and plays it; on failure the player keeps what it had.
     QCoro::Task<bool> loadMp4(QString path);
     QCoro::Task<int> getAudioCount(QString path); ///< number of tracks, 0 if the file can't be opened
@@ -155,8 +157,12 @@ private:
     /// Where the files of one selection lie.
     struct WorkFiles {
         QString full; ///< as extracted from the card
-        QString temp; ///< made into a plain MP4
+        QString temp; ///< made into a plain MP4; a repair takes further names after it
         QString playing; ///< with sound that every player takes
+    };
+    struct Playable {
+        bool isRepaired = false; ///< or was sound already
+        int audioCount = 0;
     };
 
     QCoro::Task<> readCard(quint64 session);
@@ -172,7 +178,7 @@ private:
 
     QCoro::Task<> runSelection(FileListItem item);
     QCoro::Task<bool> fetch(FileListItem item);
-    QCoro::Task<std::optional<int>> makePlayable(FileListItem item, WorkFiles files);
+    QCoro::Task<Playable> makePlayable(FileListItem item, WorkFiles files);
     QCoro::Task<bool> loadWithSound(FileListItem item, WorkFiles files, int audioCount);
     QCoro::Task<int> countTracks(QString path, TrackKind kind, QString operation);
     void getMp4Data(const QString &path);

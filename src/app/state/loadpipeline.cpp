@@ -1,5 +1,6 @@
 // The way of a recording from a click on its row to moving pictures.
 #include "appviewmodel.h"
+#include "card/repairfiles.h"
 #include "common/log.h"
 #include "common/processvalues.h"
 #include "common/task.h"
@@ -17,6 +18,8 @@ namespace {
 constexpr auto highlightTime = 200ms;
 
 QString fetchingMessage() { return AppViewModel::tr("영상 다운로드 중입니다. 잠시만 기다려주세요."); }
+
+QString repairingMessage() { return AppViewModel::tr("영상을 복구 중입니다. 잠시만 기다려주세요."); }
 
 QString damagedMessage() { return AppViewModel::tr("영상 파일이 손상되어 정상적으로 재생할 수 없습니다."); }
 
@@ -55,15 +58,13 @@ QCoro::Task<> AppViewModel::runSelection(FileListItem item)
     }
 
     const WorkFiles files = workFilesOf(item);
-    const std::optional<int> audioCount = co_await makePlayable(item, files);
+    const Playable playable = co_await makePlayable(item, files);
     if (!self)
         co_return;
-    bool isLoaded = false;
-    if (audioCount)
-        isLoaded = co_await loadWithSound(item, files, *audioCount);
+    const bool isLoaded = co_await loadWithSound(item, files, playable.audioCount);
     if (!self)
         co_return;
-    if (!isLoaded) {
+    if (!isLoaded || !playable.isRepaired) {
         setAlertMessage(damagedMessage());
         co_return;
     }
@@ -92,44 +93,67 @@ QCoro::Task<bool> AppViewModel::fetch(FileListItem item)
     co_return isCardThere;
 }
 
-/// Each folder of recordings has its own work files. A recording of such a name would be overwritten by them,
-/// so they get out of its way.
+/// Each folder of recordings has its own work files. A recording of such a name would be overwritten by them
+/// or by the files of a repair, so they get out of its way.
 AppViewModel::WorkFiles AppViewModel::workFilesOf(const FileListItem &item) const
 {
-    const auto isTaken = [&](const QString &name) {
-        const auto bearsName = [&](const FileListItem &entry) {
-            return entry.type == item.type && entry.name == name;
-        };
-        return bearsName(item) || std::any_of(m_fileList.cbegin(), m_fileList.cend(), bearsName)
-            || std::any_of(filtered().cbegin(), filtered().cend(), bearsName);
-    };
-    const auto freeName = [&](QString name) {
-        while (isTaken(name))
-            name.prepend(u'_');
-        return name;
-    };
     const QString full = processvalues::tempRoot() + item.cardPath();
     const QString folder = full.chopped(item.name.size());
-    return {full, folder + freeName(QStringLiteral("temp.mp4")),
-            folder + freeName(QStringLiteral("playing.mp4"))};
+    const auto isTaken = [&](const QString &path) {
+        const auto liesThere = [&](const FileListItem &entry) {
+            return entry.type == item.type && path == folder + entry.name;
+        };
+        return path == full || std::any_of(m_fileList.cbegin(), m_fileList.cend(), liesThere)
+            || std::any_of(filtered().cbegin(), filtered().cend(), liesThere);
+    };
+    const auto isAnyTaken = [&](const QString &video) {
+        const RepairFiles files(video);
+        return isTaken(video) || isTaken(files.sound) || isTaken(files.joined) || isTaken(files.source)
+            || isTaken(files.converted);
+    };
+    const auto freePath = [&](QString name) {
+        while (isAnyTaken(folder + name))
+            name.prepend(u'_');
+        return folder + name;
+    };
+    return {full, freePath(QStringLiteral("temp.mp4")), freePath(QStringLiteral("playing.mp4"))};
 }
 
-/// Makes temp; gives the number of sound tracks, or none if the recording is damaged.
-QCoro::Task<std::optional<int>> AppViewModel::makePlayable(FileListItem item, WorkFiles files)
+/// Makes temp: a copy of a sound recording, else what a repair can give. After that only the sound of temp
+/// itself counts, since what the damaged recording tells of its tracks can't be relied on.
+QCoro::Task<AppViewModel::Playable> AppViewModel::makePlayable(FileListItem item, WorkFiles files)
 {
     const QPointer<AppViewModel> self(this);
-    if (item.name.contains(u".mov"))
-        co_return std::nullopt;
-    const QString problem = co_await m_procManager.remux(files.full, files.temp);
-    if (!self)
-        co_return std::nullopt;
-    if (!problem.isEmpty()) {
+    const bool isUnfinished = item.name.contains(u".mov"); // the camera's name until it closes the file
+    Playable playable;
+    if (!isUnfinished) {
+        const QString problem = co_await m_procManager.remux(files.full, files.temp);
+        if (!self)
+            co_return playable;
+        if (problem.isEmpty()) {
+            playable.isRepaired = true;
+            playable.audioCount = co_await getAudioCount(files.full);
+            co_return playable;
+        }
         logLine(QStringLiteral("[AppViewModel] select ") + item.cardPath() + QStringLiteral(" -> ")
                 + problem);
-        co_return std::nullopt;
     }
-    const int audioCount = co_await getAudioCount(files.full);
-    co_return audioCount;
+    setProcMessage(repairingMessage());
+    playable.isRepaired = co_await recoverWithAudio(files.full, files.temp);
+    if (!self)
+        co_return playable;
+    setProcMessage(std::nullopt);
+    playable.audioCount = co_await getAudioCount(files.temp);
+    co_return playable;
+}
+
+QCoro::Task<bool> AppViewModel::recoverWithAudio(QString source, QString target)
+{
+    const QPointer<AppViewModel> self(this);
+    const bool isRecovered = co_await m_procManager.recoverMp4(source, target);
+    if (self && isRecovered)
+        co_await m_procManager.mergeAudio(target);
+    co_return isRecovered;
 }
 
 QCoro::Task<bool> AppViewModel::loadWithSound(FileListItem item, WorkFiles files, int audioCount)
