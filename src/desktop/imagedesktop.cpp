@@ -118,9 +118,15 @@ std::unique_ptr<Desktop> makeImageDesktop(const QString &imagePath,
                                           const std::optional<QString> &volumeFolder)
 {
     auto watcher = std::make_unique<ImageDiskWatcher>(imagePath);
-    auto desktop = std::make_unique<Desktop>();
+    auto desktop = makeCardlessDesktop();
     desktop->volumeList = std::make_unique<ImageVolumeList>(*watcher, volumeFolder);
     desktop->diskWatcher = std::move(watcher); // outlives the list, which looks at it
+    return desktop;
+}
+
+std::unique_ptr<Desktop> makeCardlessDesktop()
+{
+    auto desktop = std::make_unique<Desktop>();
     desktop->consent = std::make_unique<GrantedConsent>();
     desktop->bundledTool = findBundledTool;
     desktop->diskSpace = diskSpaceOf;

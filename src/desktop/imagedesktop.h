@@ -39,3 +39,6 @@ private:
 /// granted without asking and without any change, since the caller can read the image.
 [[nodiscard]] std::unique_ptr<Desktop> makeImageDesktop(const QString &imagePath,
                                                         const std::optional<QString> &volumeFolder);
+
+/// The same without any card, for work on files: no disks and no volumes.
+[[nodiscard]] std::unique_ptr<Desktop> makeCardlessDesktop();

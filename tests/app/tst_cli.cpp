@@ -1,3 +1,4 @@
+#include <csignal>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -6,6 +7,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+#include <signal.h>
 
 namespace {
 
@@ -43,12 +45,18 @@ private Q_SLOTS:
     void settingsRefuseWithoutSaving();
     void leavesTheUsersFoldersAlone();
     void tellsTelemetry();
+    void repairsWhatCanBeRepaired_data();
+    void repairsWhatCanBeRepaired();
+    void signalLeavesNothingBehind_data();
+    void signalLeavesNothingBehind();
 
 private:
     [[nodiscard]] QString path(const QString &name) const { return m_folder.filePath(name); }
     Run run(const QStringList &arguments);
     [[nodiscard]] QStringList listedPaths(const QByteArray &json) const;
     void write(const QString &file, const QByteArray &content) const;
+    [[nodiscard]] QProcessEnvironment environment() const;
+    void makeRecordings() const;
 
     QTemporaryDir m_folder;
     QString m_image;
@@ -69,13 +77,18 @@ void CliTest::initTestCase()
     write(path(QStringLiteral("home/cache/Vornex/mov/normal/seen.mp4")), "a running viewer's");
 }
 
-Run CliTest::run(const QStringList &arguments)
+QProcessEnvironment CliTest::environment() const
 {
-    QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_CACHE_HOME"), path(QStringLiteral("home/cache")));
     environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("home/data")));
-    process.setProcessEnvironment(environment);
+    return environment;
+}
+
+Run CliTest::run(const QStringList &arguments)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment());
     process.start(tool("vornex-cli"), arguments);
     if (!process.waitForFinished(60'000) || process.exitStatus() != QProcess::NormalExit)
         return {};
@@ -341,6 +354,118 @@ void CliTest::tellsTelemetry()
     const Run broken = run({QStringLiteral("telemetry"), path(QStringLiteral("broken"))});
     QCOMPARE(broken.status, 3); // told, but its length isn't known
     QVERIFY(broken.output.contains("$GP"));
+}
+
+/// One of two channels with sound, and the same in the forms that a repair meets.
+void CliTest::makeRecordings() const
+{
+    const QString sound = path(QStringLiteral("my sound.mp4"));
+    QCOMPARE(QProcess::execute(tool("samplecard"),
+                               {QStringLiteral("--recording"), sound, QStringLiteral("--seconds"),
+                                QStringLiteral("2"), QStringLiteral("--picture"), QStringLiteral("160x96")}),
+             0);
+    const QByteArray bytes = contentOf(sound);
+    const qsizetype index = bytes.lastIndexOf("moov") - 4;
+    QVERIFY(index > 0);
+    write(path(QStringLiteral("unfinished.mov")), bytes.first(index));
+    QByteArray spoilt = bytes.first(index);
+    spoilt.replace(index / 2, 16384, QByteArray(16384, '\0')); // bad sectors
+    write(path(QStringLiteral("spoilt.mp4")), spoilt);
+    write(path(QStringLiteral("hopeless.mov")), "DAT00018vid:[1]1280.720.30" + QByteArray(9999, 'Z'));
+    write(path(QStringLiteral("undescribed.mov")), QByteArray(9999, 'Z'));
+    write(path(QStringLiteral("old.mp4")), "kept");
+}
+
+void CliTest::repairsWhatCanBeRepaired_data()
+{
+    makeRecordings();
+    QTest::addColumn<QStringList>("arguments"); // file names in the test's folder, and options
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("told"); // on standard output
+    const auto row = [](const char *name, const QStringList &arguments, int status, const QByteArray &told) {
+        QTest::newRow(name) << arguments << status << told;
+    };
+    const QString fresh = QStringLiteral("my fresh.mp4");
+    const QString old = QStringLiteral("old.mp4");
+    const QString sound = QStringLiteral("my sound.mp4");
+    const QString force = QStringLiteral("--force");
+    row("sound", {sound, fresh}, 0, "손상되지 않은 영상입니다.");
+    row("unfinished", {QStringLiteral("unfinished.mov"), fresh}, 0, "channel 2: ");
+    row("with a gap", {QStringLiteral("spoilt.mp4"), fresh}, 3, "Failed to remux MP4 file.\nchannel 1: ");
+    row("over a file", {sound, old}, 5, "");
+    row("over a file as told", {force, sound, old}, 0, "채널 2: 160x96, 2.00초\n소리: 2.0");
+    row("onto itself", {force, sound, sound}, 5, "");
+    row("nothing to be found", {force, QStringLiteral("hopeless.mov"), old}, 7, "mp4recover: ");
+    row("channels not described", {force, QStringLiteral("undescribed.mov"), old}, 7,
+        "채널 정보가 없습니다.");
+    row("no such recording", {force, QStringLiteral("missing.mp4"), old}, 4, "");
+    row("no such folder", {sound, QStringLiteral("missing/fresh.mp4")}, 5, "");
+    row("a folder", {force, sound, QStringLiteral("home")}, 5, "");
+}
+
+void CliTest::repairsWhatCanBeRepaired()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(const int, status);
+    QFETCH(const QByteArray, told);
+    for (QString &argument : arguments)
+        argument = argument.startsWith(u"--") ? argument : path(argument);
+    const QString source = arguments[arguments.size() - 2];
+    const QString target = arguments.last();
+    write(path(QStringLiteral("old.mp4")), "kept");
+    QFile::remove(path(QStringLiteral("my fresh.mp4")));
+    const QByteArray before = contentOf(source);
+
+    const Run repaired = run(QStringList(QStringLiteral("repair")) + arguments);
+    QCOMPARE(repaired.status, status);
+    QVERIFY2(repaired.output.contains(told), repaired.output.constData());
+    QCOMPARE(repaired.messages.startsWith("vornex-cli: "), status != 0);
+    QVERIFY(contentOf(source) == before);
+    if (status == 0 || status == 3) {
+        QCOMPARE(contentOf(target).mid(4, 4), QByteArray("ftyp"));
+        QVERIFY(repaired.output.contains("채널 2: 160x96, ") && repaired.output.contains("소리: "));
+    } else if (target.endsWith(u"old.mp4")) {
+        QCOMPARE(contentOf(target), QByteArray("kept"));
+    }
+    leavesTheUsersFoldersAlone();
+}
+
+void CliTest::signalLeavesNothingBehind_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("Ctrl-C") << SIGINT;
+    QTest::newRow("end of the session") << SIGTERM;
+}
+
+void CliTest::signalLeavesNothingBehind()
+{
+    QFETCH(const int, signal);
+    // A converter that never ends, in the place of the system's own.
+    const QString converter = path(QStringLiteral("slow/ffmpeg"));
+    const QString started = path(QStringLiteral("started"));
+    write(converter,
+          "#!/bin/bash\necho $$ > '" + QFile::encodeName(started) + ".new' && mv '"
+              + QFile::encodeName(started) + ".new' '" + QFile::encodeName(started) + "'\nexec sleep 600\n");
+    QVERIFY(QFile::setPermissions(converter, QFile::permissions(converter) | QFile::ExeOwner));
+    QFile::remove(started);
+    const QString recording = path(QStringLiteral("any.mp4"));
+    write(recording, "any");
+    QProcess process;
+    QProcessEnvironment slow = environment();
+    slow.insert(QStringLiteral("PATH"), path(QStringLiteral("slow:")) + slow.value(QStringLiteral("PATH")));
+    process.setProcessEnvironment(slow);
+    process.start(tool("vornex-cli"),
+                  {QStringLiteral("repair"), recording, path(QStringLiteral("never.mp4"))});
+    QTRY_VERIFY(QFile::exists(started));
+    QVERIFY(QDir(path(QStringLiteral("home/cache"))).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size() > 1);
+    ::kill(static_cast<pid_t>(process.processId()), signal);
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitStatus(), QProcess::CrashExit);
+    QCOMPARE(process.exitCode(), signal);
+    const QString converterProcess = QString::fromLatin1(contentOf(started).trimmed());
+    QVERIFY(!QFile::exists(QStringLiteral("/proc/%1/exe").arg(converterProcess))); // it has ended, too
+    QVERIFY(!QFile::exists(path(QStringLiteral("never.mp4"))));
+    leavesTheUsersFoldersAlone();
 }
 
 QTEST_GUILESS_MAIN(CliTest)

@@ -4,20 +4,14 @@
 #include "card/toolcommands.h"
 #include "card/tooloutput.h"
 #include "common/processvalues.h"
-#include "common/text.h"
 #include "desktop/imagedesktop.h"
 #include "media/sortedlist.h"
+#include "targetfile.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <fcntl.h>
 #include <QCoreApplication>
 #include <QCoroSignal>
-#include <QDir>
 #include <QFileInfo>
-#include <QStandardPaths>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 
@@ -27,21 +21,6 @@ constexpr auto longestWaitForCard = 10s;
 constexpr qsizetype mostMessages = 1 << 20; // characters; a hostile folder could make a tool print for ever
 
 QString tr(const char *text) { return QCoreApplication::translate("CardImage", text); }
-
-/// In a folder whose path every tool's command line takes.
-std::unique_ptr<QTemporaryDir> makePrivateFolder()
-{
-    const QStringList bases{QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation),
-                            QStringLiteral("/var/tmp"), QStringLiteral("/tmp")};
-    for (const QString &base : bases) {
-        if (!text::isPlainShellWord(base) || !QDir().mkpath(base))
-            continue;
-        auto folder = std::make_unique<QTemporaryDir>(base + QStringLiteral("/vornex-cli-XXXXXX"));
-        if (folder->isValid())
-            return folder;
-    }
-    return nullptr;
-}
 
 /// By the exit status of ext4util.
 Outcome outcomeOf(int status, const QString &messages)
@@ -59,19 +38,6 @@ Outcome outcomeOf(int status, const QString &messages)
     }
 }
 
-/// The file is on the disk before it takes the target's name, and with it the place of what was there.
-Outcome moveInPlace(const QString &file, const QString &target)
-{
-    const QByteArray from = QFile::encodeName(file);
-    const int descriptor = ::open(from.constData(), O_RDONLY | O_CLOEXEC);
-    const bool isStored = descriptor >= 0 && ::fsync(descriptor) == 0;
-    if (descriptor >= 0)
-        ::close(descriptor);
-    if (isStored && std::rename(from.constData(), QFile::encodeName(target).constData()) == 0)
-        return {};
-    return {ExitStatus::NotWritten, target + QStringLiteral(": ") + qt_error_string(errno)};
-}
-
 bool isUsableCardPath(const QString &path)
 {
     const QStringList parts = path.split(u'/');
@@ -82,13 +48,8 @@ bool isUsableCardPath(const QString &path)
 
 CardImage::CardImage(const QString &path)
     : m_path(path)
-    , m_privateFolder(makePrivateFolder())
+    , m_home(WorkFolder::makeHome())
 {
-    if (!m_privateFolder)
-        return;
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(m_privateFolder->path()));
-    qputenv("XDG_CACHE_HOME", QFile::encodeName(m_privateFolder->filePath(QStringLiteral("cache"))));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(m_privateFolder->filePath(QStringLiteral("data"))));
 }
 
 CardImage::~CardImage() = default;
@@ -98,7 +59,7 @@ QCoro::Task<Outcome> CardImage::open()
     const QFileInfo image(m_path);
     if (!image.isFile() || !image.isReadable())
         co_return Outcome{ExitStatus::NoCard, tr("%1: 카드 이미지 파일을 읽을 수 없습니다.").arg(m_path)};
-    if (!m_privateFolder)
+    if (!m_home)
         co_return Outcome{ExitStatus::NotWritten, tr("임시 폴더를 만들 수 없습니다.")};
     m_desktop = makeImageDesktop(m_path, std::nullopt);
     m_manager = std::make_unique<ProcessManager>(*m_desktop);
@@ -159,28 +120,26 @@ QCoro::Task<Outcome> CardImage::checkFolders()
     co_return worst;
 }
 
-QCoro::Task<Outcome> CardImage::extract(QString cardPath, QString target)
+QCoro::Task<Outcome> CardImage::extract(QString cardPath, QString path)
 {
-    const QFileInfo place(target);
     if (!isUsableCardPath(cardPath))
         co_return Outcome{ExitStatus::NotFound, tr("%1: 카드의 경로가 아닙니다.").arg(cardPath)};
-    if (place.exists() && !place.isFile())
-        co_return Outcome{ExitStatus::NotWritten, tr("%1: 파일이 아닙니다.").arg(target)};
-    const QTemporaryDir workFolder(place.absolutePath() + QStringLiteral("/.vornex-XXXXXX"));
-    if (!workFolder.isValid())
-        co_return Outcome{ExitStatus::NotWritten, target + QStringLiteral(": ") + workFolder.errorString()};
+    TargetFile target(path, TargetFile::Existing::Replace);
+    const Outcome prepared = target.prepare();
+    if (prepared.status != ExitStatus::Whole)
+        co_return prepared;
 
-    const QString file = workFolder.filePath(QStringLiteral("recording"));
+    const QString file = target.workPath(QStringLiteral("recording"));
     const QString command =
         toolcommands::extract(m_manager->helperRoot(), *processvalues::cardDevicePath(), cardPath, file);
     const ToolResult result = co_await runTool(command);
     Outcome outcome = outcomeOf(result.status, result.messages);
     if (!QFileInfo::exists(file))
         co_return outcome;
-    if (outcome.status == ExitStatus::Incomplete && place.exists()) {
-        outcome.message += u' ' + tr("%1: 이미 있는 파일을 그대로 두었습니다.").arg(target);
+    if (outcome.status == ExitStatus::Incomplete && target.exists()) {
+        outcome.message += u' ' + tr("%1: 이미 있는 파일을 그대로 두었습니다.").arg(path);
         co_return outcome;
     }
-    const Outcome moved = moveInPlace(file, place.absoluteFilePath());
-    co_return moved.status == ExitStatus::Whole ? outcome : moved;
+    const Outcome placed = target.takePlace(file);
+    co_return placed.status == ExitStatus::Whole ? outcome : placed;
 }

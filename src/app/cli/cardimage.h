@@ -4,14 +4,13 @@
 #include "card/sdmanager.h"
 #include "desktop/desktop.h"
 #include "outcome.h"
+#include "workfolder.h"
 
 #include <memory>
 #include <optional>
-#include <QTemporaryDir>
 
-/// A card image, read with the viewer's own operations. The tool copies and everything that is extracted stay
-/// in a private folder that is removed at the end, so neither the user's tools nor a viewer that runs at the
-/// same time are touched. At most one, made before anything asks for the process-wide folders. Main thread.
+/// A card image, read with the viewer's own operations, in a home of its own (see WorkFolder::makeHome()).
+/// Main thread.
 class CardImage
 {
 public:
@@ -30,9 +29,9 @@ public:
     };
     QCoro::Task<Listing> list();
 
-    /// Extracts a file of the card, such as "mov/event/E_20240309_170559.mp4". A target that is there is
+    /// Extracts a file of the card, such as "mov/event/E_20240309_170559.mp4". A file that is there is
     /// replaced by a whole result alone.
-    QCoro::Task<Outcome> extract(QString cardPath, QString target);
+    QCoro::Task<Outcome> extract(QString cardPath, QString path);
 
 private:
     struct ToolResult {
@@ -43,7 +42,7 @@ private:
     QCoro::Task<Outcome> checkFolders();
 
     QString m_path;
-    std::unique_ptr<QTemporaryDir> m_privateFolder;
+    std::unique_ptr<WorkFolder> m_home;
     std::unique_ptr<Desktop> m_desktop;
     std::unique_ptr<ProcessManager> m_manager;
     std::unique_ptr<SDManager> m_sdManager;

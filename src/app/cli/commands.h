@@ -1,39 +1,10 @@
 #pragma once
 
-#include "outcome.h"
-#include "settingscommand.h"
-#include "telemetrycommand.h"
+#include "request.h"
 
-#include <optional>
-#include <QCoreApplication>
 #include <QCoroTask>
-#include <QStringList>
 
 class QIODevice;
 
-/// What the user asked for.
-struct Request {
-    Q_DECLARE_TR_FUNCTIONS(Request)
-public:
-    enum class Command { List, Extract, Settings, Telemetry };
-
-    Command command = Command::List;
-    QString image;
-    QString cardPath; ///< Extract: such as "mov/event/E_20240309_170559.mp4"
-    QString target; ///< Extract: the file to make
-    SettingsRequest settings; ///< Settings
-    TelemetryRequest telemetry; ///< Telemetry
-    bool isJson = false;
-    bool isVerbose = false;
-    std::optional<Outcome> answer; ///< set: nothing is to be done but to say this
-
-    /// arguments begins with the program's name; needs an application object.
-    [[nodiscard]] static Request parse(const QStringList &arguments);
-
-private:
-    [[nodiscard]] static Request parseTelemetry(const QString &recording, const QString &duration,
-                                                const QString &format);
-};
-
-/// Does it; results go to the device, the outcome says the rest.
+/// Does what was asked for; results go to the device, the outcome says the rest.
 QCoro::Task<Outcome> carryOut(Request request, QIODevice *results);

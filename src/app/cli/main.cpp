@@ -1,10 +1,15 @@
+#include "card/shell.h"
 #include "commands.h"
 #include "common/task.h"
+#include "desktop/quitsignals.h"
+#include "workfolder.h"
 
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <QCoreApplication>
 #include <QFile>
+#include <QThreadPool>
 #include <unistd.h>
 
 namespace {
@@ -25,6 +30,23 @@ QCoro::Task<> run(Request request, QIODevice *results)
     if (!outcome.message.isEmpty())
         std::fprintf(stderr, "vornex-cli: %s\n", outcome.message.toUtf8().constData());
     QCoreApplication::exit(static_cast<int>(outcome.status));
+}
+
+/// Commands that make files have folders to be removed, and tools that write into them.
+bool makesFiles(Request::Command command)
+{
+    return command == Request::Command::List || command == Request::Command::Extract
+        || command == Request::Command::Repair;
+}
+
+/// Leaves nothing behind, and ends as the signal would have ended the program.
+void endBySignal(int signal)
+{
+    Shell::endRunningCommands();
+    QThreadPool::globalInstance()->waitForDone();
+    WorkFolder::removeAll();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
 }
 
 int say(const Outcome &answer)
@@ -48,6 +70,9 @@ int main(int argc, char **argv)
                       QFileDevice::AutoCloseHandle)) {
         return static_cast<int>(ExitStatus::NotWritten);
     }
+    std::optional<QuitSignals> quitSignals;
+    if (makesFiles(request.command))
+        QObject::connect(&quitSignals.emplace(), &QuitSignals::received, &application, endBySignal);
     startTask(QCoreApplication::instance(), [&request, &results] { return run(request, &results); });
     return QCoreApplication::exec();
 }
