@@ -57,8 +57,7 @@ def channel_truth(form, stream, samples, pictures, damaged):
 def sound_truth(stream, samples, damaged, wave):
     complete = [p for p, sample in zip(stream["packets"], samples) if damaged.is_complete(sample)]
     return {"kind": "aac", "rate": int(stream["sample_rate"]), "begin": max(0.0, float(complete[0]["pts_time"])),
-            "end": float(complete[-1]["pts_time"]) + float(complete[-1]["duration_time"]), "wave": wave,
-            "most_lag": 0.4}  # it clicks once a second
+            "end": float(complete[-1]["pts_time"]) + float(complete[-1]["duration_time"]), "wave": wave}
 
 
 def make(program, folder, form, seed):

@@ -23,7 +23,7 @@ def likeness(first, second):
     return product / power ** 0.5 if power else 0.0
 
 
-def compare(original, copy, most_seconds=1.0):
+def compare(original, copy, most_seconds=0.5):
     """(seconds by which the copy is late, likeness at that lag)"""
     first, second = loudness(original), loudness(copy)
     most = int(most_seconds * RATE / WINDOW)

@@ -174,7 +174,7 @@ def score_sound(score, truth, path, pictures_late):
     length = len(got) / 2 / envelope.RATE
     score.sound_error = max(truth["end"] - truth["begin"] - length, length - truth["end"], 0)
     with open(truth["wave"], "rb") as file:
-        lag, likeness = envelope.compare(file.read(), got, truth.get("most_lag", 1.0))
+        lag, likeness = envelope.compare(file.read(), got)
     score.sound_lag = lag - pictures_late
     if likeness < 0.7:
         score.faults.append(f"another sound (likeness {likeness:.2f})")

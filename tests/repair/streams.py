@@ -96,9 +96,9 @@ def run(command, folder=None):
     return done.stdout
 
 
-def cached(cache, parameters, make):
-    """The folder with what `make(folder)` wrote for these parameters."""
-    text = json.dumps([type(parameters).__name__, asdict(parameters)], sort_keys=True)
+def cached(cache, parameters, recipe, make):
+    """The folder with what `make(folder)` wrote for these parameters by this recipe."""
+    text = json.dumps([type(parameters).__name__, asdict(parameters), recipe], sort_keys=True)
     folder = os.path.join(cache, hashlib.md5(text.encode()).hexdigest())
     if not os.path.isdir(folder):
         os.makedirs(cache, exist_ok=True)
@@ -151,7 +151,7 @@ def video(cache, p):
         with open(os.path.join(folder, "pictures"), "wb") as file:
             file.write(pictures)
 
-    folder = cached(cache, p, make)
+    folder = cached(cache, p, video_command(p), make)
     with open(os.path.join(folder, "stream"), "rb") as file:
         stream = file.read()
     packets = framecrc_rows(os.path.join(folder, "packets"))
@@ -185,21 +185,30 @@ def framecrc_rows(path):
 
 def sound_source(p):
     """A tone that goes on and off five times a second by chance, so that sound tells its own time."""
-    gate = f"gt(mod(abs(sin(floor(t*5)*12.9898+{p.scene}))*43758.5453\\,1)\\,0.5)"
+    step = "floor(t*5)"
+    gate = f"gt(mod({step}*{step}*0.754877666+{step}*0.569840291+{p.scene}*0.31\\,1)\\,0.5)"
     wave = f"0.02*sin(2*PI*150*t)+0.5*{gate}*sin(2*PI*{440 + 30 * (p.scene % 9)}*t)"
     return f"aevalsrc={'|'.join([wave] * p.channels)}:s={p.rate}:d={p.seconds}"
 
 
-def sound(cache, p):
-    coder = {"aac": ["-c:a", "aac", "-b:a", "64k", "-f", "adts"], "pcm": ["-c:a", "pcm_s16le", "-f", "s16le"],
-             "pcmbe": ["-c:a", "pcm_s16be", "-f", "s16be"],
-             "mp3": ["-c:a", "libmp3lame", "-b:a", "64k", "-f", "mp3", "-write_xing", "0", "-id3v2_version", "0"]}[p.kind]
+SOUND_CODERS = {"aac": ["-c:a", "aac", "-b:a", "64k", "-f", "adts"], "pcm": ["-c:a", "pcm_s16le", "-f", "s16le"],
+                "pcmbe": ["-c:a", "pcm_s16be", "-f", "s16be"],
+                "mp3": ["-c:a", "libmp3lame", "-b:a", "64k", "-f", "mp3", "-write_xing", "0", "-id3v2_version", "0"]}
+
+
+def sound_folder(cache, p):
+    source = ["ffmpeg", "-v", "error", "-f", "lavfi", "-i", sound_source(p)]
+    command = source + ["-flags", "+bitexact", *SOUND_CODERS[p.kind], "stream"]
 
     def make(folder):
-        run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", sound_source(p), "-flags", "+bitexact", *coder, "stream"], folder)
-        run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", sound_source(p), "-ac", "1", "-ar", "8000", "-f", "s16le", "wave"], folder)
+        run(command, folder)
+        run(source + ["-ac", "1", "-ar", "8000", "-f", "s16le", "wave"], folder)
 
-    folder = cached(cache, p, make)
+    return cached(cache, p, command, make)
+
+
+def sound(cache, p):
+    folder = sound_folder(cache, p)
     with open(os.path.join(folder, "stream"), "rb") as file:
         stream = file.read()
     if p.kind == "aac":
@@ -213,7 +222,7 @@ def sound(cache, p):
 
 def wave_path(cache, p):
     """The sound as it was before coding: 8000 Hz, one channel, 16 bit little endian."""
-    return os.path.join(cached(cache, p, lambda folder: None), "wave")
+    return os.path.join(sound_folder(cache, p), "wave")
 
 
 def adts_frames(stream):
