@@ -5,6 +5,8 @@
 #include "common/mappedfile.h"
 #include "linker.h"
 #include "remains.h"
+#include "setschoice.h"
+#include "setsearch.h"
 #include "staletail.h"
 #include "trustedindex.h"
 
@@ -117,6 +119,21 @@ void addSetsOf(const std::vector<IndexTrack> &tracks, std::vector<Channel> &chan
     }
 }
 
+/// What each channel can be decoded with.
+std::vector<std::vector<ParameterSet>> setsByChannel(Bytes bytes, const Findings &findings)
+{
+    std::vector<std::vector<ParameterSet>> sets;
+    for (const Channel &channel : findings.channels) {
+        const auto usedIds = usedPictureSets(bytes, findings.units, channel);
+        const ChosenSets chosen = chooseRecordedSets(channel, usedIds);
+        sets.push_back(chosen.units);
+        if (chosen.origin == ChosenSets::Origin::None && !channel.pictures.empty())
+            sets.back() =
+                searchSets(bytes, findings.units, channel, usedIds).value_or(std::vector<ParameterSet>{});
+    }
+    return sets;
+}
+
 Findings findWithoutIndex(Bytes bytes, Span payload, const Landmarks &landmarks,
                           const std::vector<ChannelRequest> &requests)
 {
@@ -127,9 +144,16 @@ Findings findWithoutIndex(Bytes bytes, Span payload, const Landmarks &landmarks,
     const AccessUnits found = groupUnits(bytes, landmarks.codec, landmarks.units);
     const std::vector<ChannelRequest> channels =
         requests.empty() ? guessChannels(landmarks.codec, found, findings.losses) : requests;
-    const Links links = linkChannels(landmarks.codec, found, channels, findings.losses);
-    findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
     findings.units = withoutLengths(found.units);
+    Links links = linkChannels(landmarks.codec, found, channels, findings.losses);
+    findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
+    const std::vector<bool> doubtful = doubtfulPictures(found, links, channels, findings.losses);
+    if (!doubtful.empty() && landmarks.codec == VideoCodec::H264) {
+        const std::vector<PictureTraits> traits =
+            traitsOf(bytes, found, links.channels, doubtful, setsByChannel(bytes, findings));
+        links = linkChannels(landmarks.codec, found, channels, findings.losses, traits);
+        findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
+    }
     return findings;
 }
 

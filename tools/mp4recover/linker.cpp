@@ -32,6 +32,9 @@ constexpr double mostTurn = 8;
 constexpr double lateBegin = 0.2; // per picture of the others
 constexpr double mostLateBegin = 8;
 constexpr double mostSize = 5;
+constexpr double misfit = 15;
+constexpr double unlike = 3;
+constexpr double mostUnlike = 8;
 constexpr double noise = 12;
 constexpr double supportedNoise = 30;
 constexpr double leaveRun = 1.5;
@@ -83,6 +86,7 @@ struct Habits {
     std::array<double, maximumChannels> rates{}; ///< pictures a second; only their ratios matter
     double turnCost = 3; ///< of each channel that is passed over
     std::array<double, 3> sizeVariances{0.4, 0.4, 0.4}; ///< by size class
+    std::array<double, 3> usualDistances{}; ///< of the traits of neighbours, by size class; 0: not known
 };
 
 enum class Order {
@@ -105,6 +109,7 @@ struct Channel {
     std::uint8_t pictureSetId = 0;
     float seconds = 0; ///< of pictures so far
     std::array<SizeModel, 3> sizes; ///< of key, reference and other pictures
+    std::array<std::uint32_t, 3> lastOfClass{}; ///< 1 + index of its last picture of each kind; 0: none yet
 };
 
 std::size_t sizeClass(const AccessUnit &picture)
@@ -142,10 +147,12 @@ class Beam
 {
 public:
     Beam(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &requests,
-         const std::vector<Span> &losses, const Habits &habits, Order order, const RunLengths &runLengths)
+         const std::vector<Span> &losses, const std::vector<PictureTraits> &traits, const Habits &habits,
+         Order order, const RunLengths &runLengths)
         : m_found(found)
         , m_requests(requests)
         , m_losses(losses)
+        , m_traits(traits)
         , m_habits(habits)
         , m_order(order)
         , m_runLengths(runLengths)
@@ -298,6 +305,7 @@ private:
             faults /= 2;
         faults += identityFaults(state, channelIndex, picture, index);
         return {state.cost + faults + sizeCost(state.channels[channelIndex], picture)
+                    + traitsCost(state.channels[channelIndex], channelIndex, index)
                     + orderCost(state, channelIndex, picture, isDamageNear),
                 stateIndex, channelIndex};
     }
@@ -360,6 +368,24 @@ private:
         return picture.isDamaged
             ? 0
             : std::min(cost::mostSize, model.surprise(logSize(picture), m_habits.sizeVariances[kind]));
+    }
+
+    /// Does it look like the channel's last picture of its kind?
+    [[nodiscard]] double traitsCost(const Channel &channel, std::uint8_t channelIndex,
+                                    std::uint32_t index) const
+    {
+        if (m_traits.empty())
+            return 0;
+        const PictureTraits &own = m_traits[index];
+        const bool isMisfit = ((own.misfits >> channelIndex) & 1U) != 0 && own.isKnown;
+        double result = isMisfit ? cost::misfit : 0;
+        const std::size_t kind = sizeClass(m_found.pictures[index]);
+        const double usual = m_habits.usualDistances[kind];
+        const std::uint32_t last = channel.lastOfClass[kind];
+        if (usual > 0 && last > 0 && own.isKnown && m_traits[last - 1].isKnown)
+            result +=
+                std::min(cost::mostUnlike, cost::unlike * (distance(own, m_traits[last - 1]) / usual - 1));
+        return result;
     }
 
     /// Is it the channel's turn?
@@ -444,6 +470,7 @@ private:
         channel.sliceCount = picture.sliceCount;
         if (!picture.isDamaged)
             channel.sizes[sizeClass(picture)].learn(logSize(picture));
+        channel.lastOfClass[sizeClass(picture)] = pictureIndex + 1;
         if (picture.setsId != 0)
             channel.setsId = picture.setsId;
         state.run = state.last == index ? state.run + 1 : 1;
@@ -488,6 +515,7 @@ private:
     const AccessUnits &m_found;
     const std::vector<ChannelRequest> &m_requests;
     const std::vector<Span> &m_losses;
+    const std::vector<PictureTraits> &m_traits;
     Habits m_habits;
     Order m_order;
     RunLengths m_runLengths;
@@ -530,22 +558,60 @@ RunLengths usualRuns(const std::vector<std::uint8_t> &channels)
 }
 
 /// How often channels were passed over, and how much the sizes of their pictures vary.
+/// How often another channel was waiting longer than the one that came.
+std::size_t countPassedOver(const std::vector<std::uint8_t> &channels, std::size_t channelCount)
+{
+    std::vector<std::size_t> served(channelCount, 0);
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (channels[i] == Links::none)
+            continue;
+        const std::size_t own = served[channels[i]];
+        count += static_cast<std::size_t>(
+            std::count_if(served.begin(), served.end(), [own](std::size_t other) { return other < own; }));
+        served[channels[i]] = i + 1;
+    }
+    return count;
+}
+
+/// The middle of the distances between neighbours of one channel and kind.
+std::array<double, 3> usualDistancesOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
+                                       const std::vector<PictureTraits> &traits)
+{
+    std::array<std::array<std::uint32_t, 3>, maximumChannels> last{};
+    std::array<std::vector<double>, 3> distances;
+    for (std::uint32_t i = 0; i < channels.size() && i < traits.size(); ++i) {
+        if (channels[i] == Links::none || !traits[i].isKnown)
+            continue;
+        const std::size_t kind = sizeClass(found.pictures[i]);
+        std::uint32_t &before = last[channels[i]][kind];
+        if (before > 0)
+            distances[kind].push_back(distance(traits[before - 1], traits[i]));
+        before = i + 1;
+    }
+    std::array<double, 3> usual{};
+    for (std::size_t kind = 0; kind < usual.size(); ++kind) {
+        if (distances[kind].empty())
+            continue;
+        const auto middle = distances[kind].begin() + static_cast<std::ptrdiff_t>(distances[kind].size() / 2);
+        std::nth_element(distances[kind].begin(), middle, distances[kind].end());
+        usual[kind] = std::max(1.0, *middle);
+    }
+    return usual;
+}
+
 Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
                 const std::vector<ChannelRequest> &requests)
 {
     const std::size_t channelCount = requests.size();
-    std::vector<std::size_t> served(channelCount, 0);
     std::vector<std::array<SizeModel, 3>> models(channelCount);
     std::array<double, 3> squares{};
     std::array<std::size_t, 3> counts{};
-    std::size_t passedOver = 0;
+    const std::size_t passedOver = countPassedOver(channels, channelCount);
     for (std::size_t i = 0; i < channels.size(); ++i) {
         if (channels[i] == Links::none)
             continue;
         const std::uint8_t channel = channels[i];
-        passedOver += static_cast<std::size_t>(std::count_if(
-            served.begin(), served.end(), [&](std::size_t other) { return other < served[channel]; }));
-        served[channel] = i + 1;
         const std::size_t kind = sizeClass(found.pictures[i]);
         const double size = logSize(found.pictures[i]);
         const double deviation = models[channel][kind].deviation(size);
@@ -606,11 +672,12 @@ class Linking
 {
 public:
     Linking(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &channels,
-            const std::vector<Span> &losses)
+            const std::vector<Span> &losses, const std::vector<PictureTraits> &traits)
         : m_codec(codec)
         , m_found(found)
         , m_channels(channels)
         , m_losses(losses)
+        , m_traits(traits)
         , m_habits(channels)
     {
     }
@@ -621,7 +688,8 @@ public:
         if (m_channels.size() == 1)
             return link({}, count);
         const Hypothesis best = choose(std::min(count, trialPictures));
-        return count > trialPictures || best.order == Order::Turns ? link(best, count) : m_best;
+        return count > trialPictures || best.order == Order::Turns || !m_traits.empty() ? link(best, count)
+                                                                                        : m_best;
     }
 
 private:
@@ -634,7 +702,8 @@ private:
 
     [[nodiscard]] Links link(const Hypothesis &hypothesis, std::size_t count) const
     {
-        return Beam(m_codec, m_found, m_channels, m_losses, m_habits, hypothesis.order, hypothesis.runLengths)
+        return Beam(m_codec, m_found, m_channels, m_losses, m_traits, m_habits, hypothesis.order,
+                    hypothesis.runLengths)
             .run(count);
     }
 
@@ -663,6 +732,7 @@ private:
         }
         if (best.order == Order::Turns)
             m_habits = habitsOf(m_found, m_best.channels, m_channels);
+        m_habits.usualDistances = usualDistancesOf(m_found, m_best.channels, m_traits);
         return best;
     }
 
@@ -670,6 +740,7 @@ private:
     const AccessUnits &m_found;
     const std::vector<ChannelRequest> &m_channels;
     const std::vector<Span> &m_losses;
+    const std::vector<PictureTraits> &m_traits;
     Habits m_habits;
     Links m_best;
 };
@@ -677,14 +748,51 @@ private:
 } // namespace
 
 Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector<ChannelRequest> &channels,
-                   const std::vector<Span> &losses)
+                   const std::vector<Span> &losses, const std::vector<PictureTraits> &traits)
 {
     if (channels.empty() || found.pictures.empty())
         return {std::vector<std::uint8_t>(found.pictures.size(), Links::none), 0};
-    Linking linking(codec, found, channels, losses);
+    Linking linking(codec, found, channels, losses, traits);
     Links links = linking.run();
     orderById(found, channels, links.channels);
     return links;
+}
+
+std::vector<bool> doubtfulPictures(const AccessUnits &found, const Links &links,
+                                   const std::vector<ChannelRequest> &channels,
+                                   const std::vector<Span> &losses)
+{
+    constexpr std::size_t mostPictures = 8000; // decoding them takes a minute
+    constexpr std::size_t aroundLoss = 12; // of each channel
+    const std::size_t count = found.pictures.size();
+    const std::size_t passedOver = countPassedOver(links.channels, channels.size());
+    if (channels.size() < 2 || count == 0)
+        return {};
+    std::vector<bool> doubtful(count, false);
+    if (passedOver > losses.size() + 2 && passedOver * 100 > count) {
+        std::fill_n(doubtful.begin(), std::min(count, mostPictures), true);
+        return doubtful;
+    }
+    const std::size_t reach = aroundLoss * channels.size();
+    std::size_t total = 0;
+    for (const Span &loss : losses) {
+        const auto isBefore = [](const AccessUnit &picture, std::uint64_t place) {
+            return picture.offset < place;
+        };
+        const auto next =
+            std::lower_bound(found.pictures.begin(), found.pictures.end(), loss.end(), isBefore);
+        const auto middle = static_cast<std::size_t>(next - found.pictures.begin());
+        std::size_t first = middle - std::min(middle, reach);
+        for (std::size_t keys = 0; first > 0 && keys < channels.size(); --first)
+            keys += found.pictures[first].slice.isSync ? 1U : 0U;
+        const std::size_t last = std::min(count, middle + reach);
+        total += last - first;
+        if (total > mostPictures)
+            break;
+        std::fill(doubtful.begin() + static_cast<std::ptrdiff_t>(first),
+                  doubtful.begin() + static_cast<std::ptrdiff_t>(last), true);
+    }
+    return total > 0 ? doubtful : std::vector<bool>{};
 }
 
 std::vector<ChannelRequest> guessChannels(VideoCodec codec, const AccessUnits &found,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "numbering.h"
+#include "traits.h"
 
 /// Most channels that are told apart.
 inline constexpr std::size_t maximumChannels = 8;
@@ -19,9 +20,16 @@ struct Links {
 /// followed at a time, and the cheapest is kept; once for channels that take turns picture by picture, once
 /// for channels that come in runs. Near the losses, stretches of the file in their order, numbers may jump.
 /// Time: linear in the pictures. Memory: 16 bytes a picture.
+/// `traits`, if there are any, tell of the same pictures what they are like.
 [[nodiscard]] Links linkChannels(VideoCodec codec, const AccessUnits &found,
-                                 const std::vector<ChannelRequest> &channels,
-                                 const std::vector<Span> &losses);
+                                 const std::vector<ChannelRequest> &channels, const std::vector<Span> &losses,
+                                 const std::vector<PictureTraits> &traits = {});
+
+/// The pictures whose channel the headers leave open: all where channels overtake each other, those around
+/// losses, and what is needed to decode them. Empty if there are none.
+[[nodiscard]] std::vector<bool> doubtfulPictures(const AccessUnits &found, const Links &links,
+                                                 const std::vector<ChannelRequest> &channels,
+                                                 const std::vector<Span> &losses);
 
 /// How many channels there are, if nothing tells: as many as there are picture sizes in the parameter sets,
 /// and more of a size where the pictures' numbers fit much better then. Sizes are 0 where they aren't known.
