@@ -35,6 +35,7 @@ constexpr double mostSize = 5;
 constexpr double misfit = 15;
 constexpr double unlike = 3;
 constexpr double mostUnlike = 8;
+constexpr double acrossRuns = 0.2; // much may change between two runs of a channel
 constexpr double noise = 12;
 constexpr double supportedNoise = 30;
 constexpr double leaveRun = 1.5;
@@ -384,7 +385,8 @@ private:
         const std::uint32_t last = channel.lastOfClass[kind];
         if (usual > 0 && last > 0 && own.isKnown && m_traits[last - 1].isKnown)
             result +=
-                std::min(cost::mostUnlike, cost::unlike * (distance(own, m_traits[last - 1]) / usual - 1));
+                std::min(cost::mostUnlike, cost::unlike * (distance(own, m_traits[last - 1]) / usual - 1))
+                * (m_order == Order::Turns ? 1 : cost::acrossRuns);
         return result;
     }
 
@@ -593,9 +595,10 @@ std::array<double, 3> usualDistancesOf(const AccessUnits &found, const std::vect
     for (std::size_t kind = 0; kind < usual.size(); ++kind) {
         if (distances[kind].empty())
             continue;
-        const auto middle = distances[kind].begin() + static_cast<std::ptrdiff_t>(distances[kind].size() / 2);
-        std::nth_element(distances[kind].begin(), middle, distances[kind].end());
-        usual[kind] = std::max(1.0, *middle);
+        // Where many neighbours aren't of one channel the smaller distances are the right ones.
+        const auto third = distances[kind].begin() + static_cast<std::ptrdiff_t>(distances[kind].size() / 3);
+        std::nth_element(distances[kind].begin(), third, distances[kind].end());
+        usual[kind] = std::max(1.0, *third);
     }
     return usual;
 }
@@ -688,8 +691,9 @@ public:
         if (m_channels.size() == 1)
             return link({}, count);
         const Hypothesis best = choose(std::min(count, trialPictures));
-        return count > trialPictures || best.order == Order::Turns || !m_traits.empty() ? link(best, count)
-                                                                                        : m_best;
+        if (!m_traits.empty())
+            return refine(best);
+        return count > trialPictures || best.order == Order::Turns ? link(best, count) : m_best;
     }
 
 private:
@@ -705,6 +709,18 @@ private:
         return Beam(m_codec, m_found, m_channels, m_losses, m_traits, m_habits, hypothesis.order,
                     hypothesis.runLengths)
             .run(count);
+    }
+
+    /// The better the assignment, the more the neighbours in it are alike.
+    Links refine(const Hypothesis &hypothesis)
+    {
+        constexpr int turns = 3;
+        Links links = link(hypothesis, m_found.pictures.size());
+        for (int i = 1; i < turns; ++i) {
+            m_habits.usualDistances = usualDistancesOf(m_found, links.channels, m_traits);
+            links = link(hypothesis, m_found.pictures.size());
+        }
+        return links;
     }
 
     /// Tries the orders on the first pictures and learns the habits of channels that take turns.
