@@ -51,6 +51,16 @@ public:
     /// 0: not known
     [[nodiscard]] double perSecond() const
     {
+        const double sloped = slope();
+        const double usual = usualRate();
+        // Garbage that was taken for sound bends the line, but not the usual piece of it.
+        constexpr double alike = 1.06;
+        return usual > 0 && ratio(sloped, usual) > alike ? usual : sloped;
+    }
+
+private:
+    [[nodiscard]] double slope() const
+    {
         if (m_points.size() < 4)
             return 0;
         double seconds = 0;
@@ -67,8 +77,27 @@ public:
         }
         return squares > 0.01 ? std::max(0.0, products / squares) : 0;
     }
+    /// The median of the rates in pieces of about half a second.
+    [[nodiscard]] double usualRate() const
+    {
+        constexpr double pieceSeconds = 0.45;
+        constexpr std::size_t enough = 3;
+        std::vector<double> rates;
+        std::size_t begin = 0;
+        for (std::size_t i = 1; i < m_points.size(); ++i) {
+            const double seconds = m_points[i].seconds - m_points[begin].seconds;
+            if (seconds < pieceSeconds)
+                continue;
+            rates.push_back((m_points[i].amount - m_points[begin].amount) / seconds);
+            begin = i;
+        }
+        if (rates.size() < enough)
+            return 0;
+        const auto middle = rates.begin() + static_cast<std::ptrdiff_t>(rates.size() / 2);
+        std::nth_element(rates.begin(), middle, rates.end());
+        return *middle;
+    }
 
-private:
     struct Point {
         double seconds;
         double amount;
@@ -184,54 +213,50 @@ double roughness(Bytes bytes, bool isBigEndian, std::size_t start, std::size_t s
     return count > 0 ? sum / double(count) : 0;
 }
 
-/// Sums of roughness over the longest stretches, so that silence at the start decides nothing.
-struct PcmShape {
-    double little = 0;
-    double big = 0;
-    double insidePairs = 0;
-    double betweenPairs = 0;
-    double acrossPairs = 0;
+/// Stretches in which neither silence nor garbage decides: each has one vote.
+struct PcmVotes {
+    int bigEndian = 0; ///< minus those for little
+    int stereo = 0; ///< minus those for one channel
 };
 
-PcmShape shapeOf(Bytes bytes, const Sound &sound)
+void vote(Bytes stretch, bool isBigEndian, PcmVotes &votes)
+{
+    constexpr double clearly = 1.25;
+    constexpr double everyOther = 0.9;
+    const double little = roughness(stretch, false, 0, 2, 1);
+    const double big = roughness(stretch, true, 0, 2, 1);
+    votes.bigEndian += big < little ? 1 : big > little ? -1 : 0;
+    const double insidePairs = roughness(stretch, isBigEndian, 0, 1, 2);
+    const double betweenPairs = roughness(stretch, isBigEndian, 2, 1, 2);
+    const double acrossPairs = roughness(stretch, isBigEndian, 0, 2, 1);
+    if (acrossPairs <= 0)
+        return;
+    const bool isStereo = ratio(insidePairs, betweenPairs) > clearly
+        || acrossPairs < std::min(insidePairs, betweenPairs) * everyOther;
+    votes.stereo += isStereo ? 1 : -1;
+}
+
+PcmVotes votesOf(Bytes bytes, const Sound &sound, bool isBigEndian)
 {
     constexpr std::uint64_t enough = 1 << 20;
-    PcmShape shape;
+    constexpr std::uint64_t longest = 1 << 15;
+    PcmVotes votes;
     std::uint64_t used = 0;
-    for (const Span &span : sound.stretches) {
-        const Bytes stretch = bytesOf(bytes, span);
-        shape.little += roughness(stretch, false, 0, 2, 1);
-        shape.big += roughness(stretch, true, 0, 2, 1);
-        used += stretch.size();
+    for (const Span &stretch : sound.stretches) {
+        vote(bytes.subspan(stretch.offset, std::min(stretch.size, longest)), isBigEndian, votes);
+        used += std::min(stretch.size, longest);
         if (used > enough)
             break;
     }
-    const bool isBig = shape.big < shape.little;
-    used = 0;
-    for (const Span &span : sound.stretches) {
-        const Bytes stretch = bytesOf(bytes, span);
-        shape.insidePairs += roughness(stretch, isBig, 0, 1, 2);
-        shape.betweenPairs += roughness(stretch, isBig, 2, 1, 2);
-        shape.acrossPairs += roughness(stretch, isBig, 0, 2, 1);
-        used += stretch.size();
-        if (used > enough)
-            break;
-    }
-    return shape;
+    return votes;
 }
 
 SoundFormat pcmFormat(Bytes bytes, const Sound &sound, const ClockLine &clock)
 {
     SoundFormat format{SoundKind::Pcm16, sound.sampleRateHz, sound.channelCount, false};
-    const PcmShape shape = shapeOf(bytes, sound);
-    format.isBigEndian = shape.big < shape.little;
-    constexpr double clearly = 1.25;
-    if (format.channelCount <= 0) {
-        const bool arePairsAlike = ratio(shape.insidePairs, shape.betweenPairs) > clearly;
-        const bool isEveryOtherAlike =
-            shape.acrossPairs < std::min(shape.insidePairs, shape.betweenPairs) * 0.9;
-        format.channelCount = arePairsAlike || isEveryOtherAlike ? 2 : 1;
-    }
+    format.isBigEndian = votesOf(bytes, sound, false).bigEndian > 0;
+    if (format.channelCount <= 0)
+        format.channelCount = votesOf(bytes, sound, format.isBigEndian).stereo > 0 ? 2 : 1;
     if (format.sampleRateHz > 0)
         return format;
     const double measured = bytesPerSecond(sound, clock);
