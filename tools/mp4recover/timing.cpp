@@ -92,6 +92,27 @@ struct Fit {
     double spread = 0; ///< root of the mean square distance of the readings, frames
 };
 
+/// How often the readings cross the line of that slope. Where writers run late by turns, neighbouring
+/// readings are off alike, and many of them tell no more than one.
+std::size_t crossings(const std::vector<Reading> &readings, double rate)
+{
+    std::size_t count = 0;
+    for (std::size_t begin = 0; begin < readings.size();) {
+        std::size_t end = begin;
+        double sum = 0;
+        for (; end < readings.size() && readings[end].segment == readings[begin].segment; ++end)
+            sum += readings[end].frames - rate * readings[end].seconds;
+        const double middle = sum / double(end - begin);
+        const auto isAbove = [&](std::size_t i) {
+            return readings[i].frames - rate * readings[i].seconds > middle;
+        };
+        for (std::size_t i = begin + 1; i < end; ++i)
+            count += isAbove(i) != isAbove(i - 1) ? 1 : 0;
+        begin = end;
+    }
+    return count;
+}
+
 Fit fitRate(const std::vector<Reading> &readings)
 {
     double squares = 0;
@@ -125,7 +146,8 @@ Fit fitRate(const std::vector<Reading> &readings)
     const double rest = std::max(0.0, frameSquares - fit.rate * products);
     constexpr double countingError = 0.3; // of whole frames
     fit.spread = std::max(countingError, std::sqrt(rest / size));
-    const double effective = double(std::min(steps, readings.size()));
+    const double effective =
+        double(std::min({steps, readings.size(), 1 + 2 * crossings(readings, fit.rate)}));
     fit.error = fit.spread / std::sqrt(effective * squares / size);
     // The clock shows whole seconds: what lies between is only known where it has shown some.
     constexpr double trustedSpan = 2;
