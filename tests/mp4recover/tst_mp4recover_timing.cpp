@@ -1,0 +1,200 @@
+#include "silence.h"
+#include "timing.h"
+
+#include <cmath>
+#include <QTest>
+
+namespace {
+
+constexpr std::uint64_t bytesPerSecond = 100'000;
+
+/// A channel of which the frames `lost` says are missing, with a reading of the clock ten times a second.
+struct Drive {
+    double rate = 30;
+    double seconds = 10;
+    int requested = 30;
+    double inSets = 0;
+    double firstLost = 0; ///< seconds; nothing is lost before 0
+    double lastLost = 0;
+    std::uint32_t missingTold = 0;
+    bool areReadingsLostToo = false;
+    double chunkSeconds = 0; ///< pictures are written in such pieces; 0: each at its time
+};
+
+struct Made {
+    Channel channel;
+    std::vector<Unit> units;
+    std::vector<ClockMark> clock;
+};
+
+Made make(const Drive &drive)
+{
+    Made made;
+    const auto isLost = [&drive](double time) { return time >= drive.firstLost && time < drive.lastLost; };
+    const auto offsetAt = [](double time) {
+        return static_cast<std::uint64_t>(std::llround(time * bytesPerSecond));
+    };
+    bool wasLost = false;
+    for (int frame = 0; frame < drive.seconds * drive.rate; ++frame) {
+        const double time = frame / drive.rate;
+        if (isLost(time)) {
+            wasLost = true;
+            continue;
+        }
+        Picture picture;
+        picture.firstUnit = static_cast<std::uint32_t>(made.units.size());
+        picture.unitCount = 1;
+        picture.followsLoss = wasLost;
+        picture.picturesMissingBefore = wasLost ? drive.missingTold : 0;
+        wasLost = false;
+        const double written = drive.chunkSeconds <= 0
+            ? time
+            : (std::floor(time / drive.chunkSeconds + 1e-6) + 1) * drive.chunkSeconds;
+        made.units.push_back({offsetAt(written) + 1 + static_cast<std::uint64_t>(frame % 64), 10, 1});
+        made.channel.pictures.push_back(picture);
+    }
+    for (int tenth = 0; tenth < drive.seconds * 10; ++tenth)
+        if (!drive.areReadingsLostToo || !isLost(tenth / 10.0))
+            made.clock.push_back({offsetAt(tenth / 10.0), tenth / 10.0});
+    return made;
+}
+
+VideoTimes timesOf(const Drive &drive)
+{
+    const Made made = make(drive);
+    return timePictures(made.channel, made.units, ClockLine(made.clock), {drive.inSets, drive.requested}, {},
+                        4);
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Drive)
+
+class TestTiming : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void picturesKeepTheTimeOfTheClock_data()
+    {
+        QTest::addColumn<Drive>("drive");
+        QTest::newRow("as told") << Drive{};
+        QTest::newRow("27.5 told as 27") << Drive{.rate = 27.5, .requested = 27};
+        QTest::newRow("27.5 told as 27, said to be 30") << Drive{.rate = 27.5, .requested = 27, .inSets = 30};
+        QTest::newRow("15 told as 30") << Drive{.rate = 15};
+        QTest::newRow("29.97 for an hour")
+            << Drive{.rate = 30000.0 / 1001, .seconds = 3600, .requested = 30, .inSets = 30};
+        QTest::newRow("no usual rate") << Drive{.rate = 26.8, .seconds = 60, .requested = 27};
+        QTest::newRow("in pieces of half a second") << Drive{.chunkSeconds = 0.5};
+        QTest::newRow("gap as told") << Drive{.firstLost = 3, .lastLost = 3.2, .missingTold = 6};
+        QTest::newRow("gap unknown to the slices") << Drive{.firstLost = 3, .lastLost = 4};
+        QTest::newRow("longer than frame numbers tell")
+            << Drive{.firstLost = 3, .lastLost = 5, .missingTold = 12};
+        QTest::newRow("shorter than told") << Drive{.firstLost = 3, .lastLost = 3.1, .missingTold = 11};
+        QTest::newRow("readings lost too")
+            << Drive{.firstLost = 3, .lastLost = 4, .missingTold = 14, .areReadingsLostToo = true};
+        QTest::newRow("gap of which nonsense is told")
+            << Drive{.firstLost = 3, .lastLost = 3.1, .missingTold = 40000};
+    }
+    void picturesKeepTheTimeOfTheClock()
+    {
+        QFETCH(const Drive, drive);
+        const VideoTimes times = timesOf(drive);
+        const double frame = 1 / drive.rate;
+        const double end = double(times.end()) / times.timescale;
+        QVERIFY2(std::abs(end - drive.seconds) < 1.5 * frame, qPrintable(QString::number(end)));
+        for (std::size_t i = 1; i < times.decode.size(); ++i)
+            QVERIFY(times.decode[i] > times.decode[i - 1]);
+    }
+
+    void aRateWithoutClock_data()
+    {
+        QTest::addColumn<double>("inSets");
+        QTest::addColumn<int>("requested");
+        QTest::addColumn<double>("rate");
+        QTest::newRow("sets and arguments agree but for rounding") << 27.5 << 27 << 27.5;
+        QTest::newRow("sets contradict the arguments") << 60.0 << 30 << 30.0;
+        QTest::newRow("sets alone") << 25.0 << 0 << 25.0;
+        QTest::newRow("nothing known") << 0.0 << 0 << 30.0;
+        QTest::newRow("nonsense") << 1e9 << 1'000'000 << 30.0;
+    }
+    void aRateWithoutClock()
+    {
+        QFETCH(const double, inSets);
+        QFETCH(const int, requested);
+        QFETCH(const double, rate);
+        const Made made = make({});
+        const VideoTimes times =
+            timePictures(made.channel, made.units, ClockLine({}), {inSets, requested}, {}, 4);
+        QCOMPARE(double(times.timescale) / double(times.lastDuration), rate);
+    }
+
+    void reorderedPicturesAreShownInTheirPlace()
+    {
+        const Made made = make({.seconds = 0.2});
+        const std::vector<std::uint32_t> order{0, 3, 1, 2, 5, 4};
+        const VideoTimes times = timePictures(made.channel, made.units, ClockLine({}), {0, 30}, order, 4);
+        std::vector<std::int64_t> shown;
+        for (std::size_t i = 0; i < order.size(); ++i) {
+            QVERIFY(times.shownLater[i] >= 0);
+            const std::int64_t at = times.decode[i] + times.shownLater[i] - times.firstShown;
+            QCOMPARE(at, std::int64_t{order[i]} * times.lastDuration);
+        }
+    }
+
+    void timesOfAnIndexAreMadeToRise()
+    {
+        Channel channel;
+        channel.timescale = 30000;
+        channel.times = {{5000, -1000}, {6000, 0}, {6000, 2000}, {4000, 0}, {9000, 0}};
+        channel.pictures.resize(channel.times.size());
+        const VideoTimes times = timesOfIndex(channel);
+        QCOMPARE(times.decode, (std::vector<std::int64_t>{0, 1000, 1001, 1002, 4000}));
+        QCOMPARE(times.shownLater.front(), 0);
+        QCOMPARE(times.firstShown, std::int64_t{0});
+    }
+
+    void silenceStandsForWhatIsLost_data()
+    {
+        QTest::addColumn<double>("pieceSeconds");
+        QTest::addColumn<double>("begin"); // seconds of sound that are lost
+        QTest::addColumn<double>("end");
+        QTest::addColumn<bool>("isTold");
+        QTest::newRow("nothing lost") << 0.02 << 0.0 << 0.0 << false;
+        QTest::newRow("nothing lost, long pieces") << 0.5 << 0.0 << 0.0 << false;
+        QTest::newRow("a second") << 0.02 << 4.0 << 5.0 << true;
+        QTest::newRow("a tenth") << 0.02 << 4.0 << 4.1 << true;
+        QTest::newRow("a second, unnoticed") << 0.02 << 4.0 << 5.0 << false;
+        QTest::newRow("a long piece") << 0.5 << 4.0 << 4.5 << true;
+        QTest::newRow("the beginning") << 0.02 << 0.0 << 2.0 << false;
+    }
+    void silenceStandsForWhatIsLost()
+    {
+        QFETCH(const double, pieceSeconds);
+        QFETCH(const double, begin);
+        QFETCH(const double, end);
+        QFETCH(const bool, isTold);
+        constexpr int rate = 16000;
+        const Made made = make({});
+        const ClockLine clock(made.clock);
+        SilenceJudge judge(clock, rate);
+        double silent = 0;
+        bool wasLost = false;
+        for (double time = 0; time < 10 - pieceSeconds / 2; time += pieceSeconds) {
+            if (time >= begin - 1e-6 && time < end - 1e-6) {
+                wasLost = true;
+                continue;
+            }
+            const bool isAfterLoss = wasLost && isTold;
+            wasLost = false;
+            if (isAfterLoss || judge.isReady())
+                silent += double(judge.close()) / rate;
+            const auto endOffset = static_cast<std::uint64_t>((time + pieceSeconds) * bytesPerSecond);
+            judge.add({{endOffset - 10, 10}, std::llround(pieceSeconds * rate)}, isAfterLoss);
+        }
+        silent += double(judge.close()) / rate;
+        QVERIFY2(std::abs(silent - (end - begin)) < 0.05, qPrintable(QString::number(silent)));
+    }
+};
+
+QTEST_APPLESS_MAIN(TestTiming)
+#include "tst_mp4recover_timing.moc"
