@@ -139,21 +139,65 @@ struct Run {
     std::size_t count = 0;
 };
 
-/// Before which reading of the second those that are missing must have been: the first second lacks its
-/// beginning, the last its end, any other what was lost where the readings are farthest apart.
-std::size_t widestGap(const std::vector<const Block *> &readings, const Run &run)
+using Readings = std::vector<const Block *>;
+
+std::uint64_t distance(const Readings &readings, std::size_t i)
 {
-    if (run.first == 0)
-        return 0;
+    return readings[i]->offset - readings[i - 1]->offset;
+}
+
+/// How many readings were lost before this one, by the bytes that were lost there.
+std::size_t lostBefore(const Readings &readings, std::size_t i, const std::vector<Span> &losses,
+                       std::uint64_t usualDistance)
+{
+    std::uint64_t lost = 0;
+    for (const Span &loss : losses)
+        if (loss.offset >= readings[i - 1]->offset && loss.end() <= readings[i]->offset)
+            lost += loss.size;
+    return static_cast<std::size_t>((lost + usualDistance / 2) / std::max<std::uint64_t>(usualDistance, 1));
+}
+
+/// The readings' places among the `spread` of their second. What is missing in a whole second was lost in the
+/// widest gap; the first and the last second may just be there in part.
+std::vector<std::size_t> placesOf(const Readings &readings, const Run &run, std::size_t spread,
+                                  const std::vector<Span> &losses, std::uint64_t usualDistance)
+{
     const std::size_t end = run.first + run.count;
-    if (end == readings.size())
-        return run.count;
-    std::size_t widest = run.first;
-    const auto width = [&readings](std::size_t i) { return readings[i]->offset - readings[i - 1]->offset; };
-    for (std::size_t i = run.first + 1; i <= end; ++i)
-        if (width(i) > width(widest))
-            widest = i;
-    return widest - run.first;
+    const bool isFirst = run.first == 0;
+    const bool isLast = end == readings.size();
+    std::size_t missing = spread - run.count;
+    std::vector<std::size_t> places(run.count, 0);
+    if (!isFirst && !isLast) {
+        std::size_t widest = run.first;
+        for (std::size_t i = run.first + 1; i <= end; ++i)
+            if (distance(readings, i) > distance(readings, widest))
+                widest = i;
+        for (std::size_t i = 0; i < run.count; ++i)
+            places[i] = i + (run.first + i < widest ? 0 : missing);
+        return places;
+    }
+    for (std::size_t i = 1; i < run.count; ++i) {
+        const std::size_t lost =
+            std::min(missing, lostBefore(readings, run.first + i, losses, usualDistance));
+        missing -= lost;
+        places[i] = places[i - 1] + 1 + lost;
+    }
+    if (isFirst && !isLast)
+        for (std::size_t &place : places)
+            place += missing;
+    return places;
+}
+
+std::uint64_t usualDistanceOf(const Readings &readings)
+{
+    std::vector<std::uint64_t> distances;
+    for (std::size_t i = 1; i < readings.size(); ++i)
+        distances.push_back(distance(readings, i));
+    if (distances.empty())
+        return 0;
+    const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
+    std::nth_element(distances.begin(), middle, distances.end());
+    return *middle;
 }
 
 } // namespace
@@ -197,9 +241,9 @@ std::vector<ChannelRequest> channelsOf(Bytes bytes, const Block &block)
     return channels;
 }
 
-std::vector<ClockMark> clockOf(const std::vector<Block> &blocks)
+std::vector<ClockMark> clockOf(const std::vector<Block> &blocks, const std::vector<Span> &losses)
 {
-    std::vector<const Block *> readings = timed(blocks, Block::Kind::Acceleration);
+    Readings readings = timed(blocks, Block::Kind::Acceleration);
     if (readings.empty())
         readings = timed(blocks, Block::Kind::Position);
     if (readings.empty())
@@ -219,14 +263,14 @@ std::vector<ClockMark> clockOf(const std::vector<Block> &blocks)
     if (usual >= plausiblePart)
         usual = std::max(usual, accelerationsPerSecond);
 
+    const std::uint64_t usualDistance = usualDistanceOf(readings);
     std::vector<ClockMark> marks;
     for (const Run &run : runs) {
         const std::size_t spread = std::max(run.count, usual);
-        const std::size_t widest = widestGap(readings, run);
+        const std::vector<std::size_t> places = placesOf(readings, run, spread, losses, usualDistance);
         for (std::size_t i = 0; i < run.count; ++i) {
             const Block &block = *readings[run.first + i];
-            const std::size_t place = i < widest ? i : i + spread - run.count;
-            const double fraction = static_cast<double>(place) / static_cast<double>(spread);
+            const double fraction = static_cast<double>(places[i]) / static_cast<double>(spread);
             marks.push_back({block.offset, static_cast<double>(*block.second) + fraction});
         }
     }

@@ -27,5 +27,7 @@ struct Block {
 [[nodiscard]] std::vector<ChannelRequest> channelsOf(Bytes bytes, const Block &block);
 
 /// The clock readings of blocks in file order. Readings of one second are spread over it, as the clock has
-/// whole seconds only. Accelerometer blocks give them; where there are none, positions do.
-[[nodiscard]] std::vector<ClockMark> clockOf(const std::vector<Block> &blocks);
+/// whole seconds only. Accelerometer blocks give them; where there are none, positions do. `losses` are the
+/// stretches in which some may be lost.
+[[nodiscard]] std::vector<ClockMark> clockOf(const std::vector<Block> &blocks,
+                                             const std::vector<Span> &losses);

@@ -185,6 +185,6 @@ Findings findRecording(const MappedFile &file, const std::vector<ChannelRequest>
         for (const Box &index : landmarks.indexes)
             addSetsOf(tracksOf(bytes, index), findings.channels);
     }
-    findings.clock = clockOf(landmarks.blocks);
+    findings.clock = clockOf(landmarks.blocks, findings.losses);
     return findings;
 }
