@@ -149,10 +149,15 @@ Findings findWithoutIndex(Bytes bytes, Span payload, const Landmarks &landmarks,
     findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
     const std::vector<bool> doubtful = doubtfulPictures(found, links, channels, findings.losses);
     if (!doubtful.empty() && landmarks.codec == VideoCodec::H264) {
-        const std::vector<PictureTraits> traits =
-            traitsOf(bytes, found, links.channels, doubtful, setsByChannel(bytes, findings));
+        const auto sets = setsByChannel(bytes, findings);
+        const std::vector<PictureTraits> traits = traitsOf(bytes, found, links.channels, doubtful, sets);
         links = linkChannels(landmarks.codec, found, channels, findings.losses, traits);
         findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
+        // Those that had to be built needn't be searched again.
+        for (std::size_t i = 0; i < sets.size(); ++i) {
+            for (const ParameterSet &set : sets[i])
+                addSet(findings.channels[i], set);
+        }
     }
     return findings;
 }

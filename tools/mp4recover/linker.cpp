@@ -790,8 +790,12 @@ std::vector<bool> doubtfulPictures(const AccessUnits &found, const Links &links,
         return doubtful;
     }
     const std::size_t reach = aroundLoss * channels.size();
+    const std::uint64_t usualSize = (found.pictures.back().end - found.pictures.front().offset) / count;
     std::size_t total = 0;
     for (const Span &loss : losses) {
+        // It's clear whose turn it was where only a picture or two are lost.
+        if (loss.size < 3 * usualSize || loss.offset > found.pictures.back().offset)
+            continue;
         const auto isBefore = [](const AccessUnit &picture, std::uint64_t place) {
             return picture.offset < place;
         };
