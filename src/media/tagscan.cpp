@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -13,6 +14,10 @@
 #include <utility>
 #include <vector>
 
+#ifdef __x86_64__
+#include <immintrin.h>
+#endif
+
 namespace {
 
 constexpr qint64 headerSize = 8;
@@ -20,6 +25,7 @@ constexpr qint64 tagSize = 3;
 constexpr qint64 pieceSize = 1 << 20;
 constexpr unsigned threadCount = 2; // more don't make the memory faster
 constexpr size_t piecesAtOnce = 4; // with their size, what bounds the candidates of a hostile file
+constexpr size_t piecesToRelease = 8; // at once, as each time interrupts the other processors
 
 /// A tag with the number behind it; no number if those 5 characters are none, or if the file ends before
 /// them.
@@ -49,52 +55,71 @@ std::optional<qint32> lengthAt(const uchar *bytes)
     return static_cast<qint32>(*number);
 }
 
-// Compiled for the machine it runs on: with the wider registers of newer processors the search takes half the
-// time. All that it calls must become part of it for that, hence the attribute.
-#if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && !defined(__clang__)
-#define FOR_EACH_PROCESSOR __attribute__((target_clones("avx2", "default")))
-#else
-#define FOR_EACH_PROCESSOR
-#endif
+constexpr qint64 positionsAtOnce = 128;
 
-using Lanes = uchar __attribute__((vector_size(32)));
-constexpr qint64 lanesAtOnce = 4 * qint64{sizeof(Lanes)};
-
-/// Whether at one of the next positions the first and the last letter of a tag stand, or with isExact, all
-/// three; looks 2 bytes beyond the positions.
-template <bool isExact> [[gnu::always_inline]] inline bool mayHoldTag(const uchar *bytes)
+/// Whether a tag begins at the position, by its first and its last letter.
+bool mayBeTag(const uchar *bytes)
 {
-    Lanes hits{};
-    for (qint64 i = 0; i < lanesAtOnce; i += qint64{sizeof(Lanes)}) {
-        Lanes first;
-        Lanes last;
-        std::memcpy(&first, bytes + i, sizeof first);
-        std::memcpy(&last, bytes + i + 2, sizeof last);
-        Lanes dat = Lanes((first == 'D') & (last == 'T'));
-        Lanes gps = Lanes((first == 'G') & (last == 'S'));
-        Lanes sho = Lanes((first == 'S') & (last == 'O'));
-        if constexpr (isExact) {
-            Lanes second;
-            std::memcpy(&second, bytes + i + 1, sizeof second);
-            dat &= Lanes(second == 'A');
-            gps &= Lanes(second == 'P');
-            sho &= Lanes(second == 'H');
-        }
-        hits |= dat | gps | sho;
-    }
-    std::array<quint64, 4> words;
-    static_assert(sizeof words == sizeof hits);
-    std::memcpy(words.data(), &hits, sizeof hits);
-    return (words[0] | words[1] | words[2] | words[3]) != 0;
+    const uchar first = bytes[0];
+    const uchar last = bytes[2];
+    return (first == 'D' && last == 'T') || (first == 'G' && last == 'S') || (first == 'S' && last == 'O');
 }
 
-/// The first of the positions among which a tag begins, at or behind the position and before the limit; else
-/// the last ones, which are too few for a look at once.
-FOR_EACH_PROCESSOR qint64 nextTags(const uchar *bytes, qint64 at, qint64 limit)
+qint64 nextPlainly(const uchar *bytes, qint64 at, qint64 limit)
 {
-    while (at + lanesAtOnce <= limit && !(mayHoldTag<false>(bytes + at) && mayHoldTag<true>(bytes + at)))
-        at += lanesAtOnce;
+    while (at + positionsAtOnce <= limit && !mayBeTag(bytes + at))
+        ++at;
     return at;
+}
+
+#ifdef __x86_64__
+
+/// A bit for each position at which the letters fit. The first letters of the tags differ in their lower four
+/// bits, so these look up which letter that is and which last letter belongs to it.
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i fittingLetters(const uchar *bytes)
+{
+    // A zero byte would look up a zero, which is no letter, but equal to it: hence the 1.
+    const __m256i firstLetters =
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(1, 0, 0, 'S', 'D', 0, 0, 'G', 0, 0, 0, 0, 0, 0, 0, 0));
+    const __m256i lastLetters =
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 0, 0, 'O', 'T', 0, 0, 'S', 0, 0, 0, 0, 0, 0, 0, 0));
+    const __m256i first = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
+    const __m256i last = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes + 2));
+    return _mm256_and_si256(_mm256_cmpeq_epi8(_mm256_shuffle_epi8(firstLetters, first), first),
+                            _mm256_cmpeq_epi8(_mm256_shuffle_epi8(lastLetters, first), last));
+}
+
+/// The same with the wide registers of newer processors.
+[[gnu::target("avx2")]] qint64 nextWidely(const uchar *bytes, qint64 at, qint64 limit)
+{
+    constexpr qint64 width = sizeof(__m256i);
+    for (; at + positionsAtOnce <= limit; at += positionsAtOnce) {
+        __m256i fitting = _mm256_setzero_si256();
+        for (qint64 i = 0; i < positionsAtOnce; i += width)
+            fitting = _mm256_or_si256(fitting, fittingLetters(bytes + at + i));
+        if (_mm256_testz_si256(fitting, fitting))
+            continue;
+        for (unsigned mask = 0;; at += width) {
+            mask = static_cast<unsigned>(_mm256_movemask_epi8(fittingLetters(bytes + at)));
+            if (mask != 0)
+                return at + std::countr_zero(mask);
+        }
+    }
+    return at;
+}
+
+#endif
+
+/// The first position, at or behind the one given, at which a tag may begin; else one with less than
+/// positionsAtOnce before the limit, which have to be looked at one by one.
+qint64 nextPosition(const uchar *bytes, qint64 at, qint64 limit)
+{
+#ifdef __x86_64__
+    static const bool isWide = __builtin_cpu_supports("avx2");
+    if (isWide)
+        return nextWidely(bytes, at, limit);
+#endif
+    return nextPlainly(bytes, at, limit);
 }
 
 /// Tags that begin in one piece of the bytes.
@@ -111,10 +136,8 @@ std::vector<Candidate> search(std::span<const uchar> bytes, size_t piece)
     };
     qint64 at = static_cast<qint64>(piece) * pieceSize;
     const qint64 limit = std::min(at + pieceSize, size - (tagSize - 1));
-    while ((at = nextTags(bytes.data(), at, limit)) + lanesAtOnce <= limit) {
-        for (const qint64 end = at + lanesAtOnce; at < end; ++at)
-            addIfTag(at);
-    }
+    while ((at = nextPosition(bytes.data(), at, limit)) + positionsAtOnce <= limit)
+        addIfTag(at++);
     for (; at < limit; ++at)
         addIfTag(at);
     return candidates;
@@ -193,8 +216,9 @@ private:
                               m_bytes.subspan(static_cast<size_t>(candidate.offset + headerSize),
                                               static_cast<size_t>(*length)));
             }
-            m_file.release(m_taken * static_cast<size_t>(pieceSize), pieceSize);
-            ++m_taken;
+            if (++m_taken % piecesToRelease == 0)
+                m_file.release((m_taken - piecesToRelease) * size_t{pieceSize},
+                               piecesToRelease * size_t{pieceSize});
         }
         m_wasTaken.notify_all();
     }
