@@ -127,9 +127,11 @@ std::vector<std::vector<ParameterSet>> setsByChannel(Bytes bytes, const Findings
         const auto usedIds = usedPictureSets(bytes, findings.units, channel);
         const ChosenSets chosen = chooseRecordedSets(channel, usedIds);
         sets.push_back(chosen.units);
-        if (chosen.origin == ChosenSets::Origin::None && !channel.pictures.empty())
-            sets.back() =
-                searchSets(bytes, findings.units, channel, usedIds).value_or(std::vector<ParameterSet>{});
+        if (chosen.origin != ChosenSets::Origin::None)
+            continue;
+        const auto built = searchSets(bytes, findings.units, channel, usedIds);
+        if (built && built->cleanPictures > 0)
+            sets.back() = built->units;
     }
     return sets;
 }

@@ -25,18 +25,41 @@ struct Plan {
     VideoTimes times;
 };
 
-ChosenSets setsFor(Bytes source, const Findings &findings, const Channel &channel)
+ChosenSets asChosen(VideoCodec codec, BuiltSets built)
 {
-    const std::map<int, std::size_t> usedIds = usedPictureSets(source, findings.units, channel);
-    ChosenSets chosen = chooseRecordedSets(channel, usedIds);
-    if (chosen.origin != ChosenSets::Origin::None || channel.pictures.empty())
-        return chosen;
-    if (auto built = searchSets(source, findings.units, channel, usedIds)) {
-        chosen.origin = ChosenSets::Origin::Built;
-        chosen.units = std::move(*built);
-        readChosen(channel.codec, chosen);
-    }
+    ChosenSets chosen;
+    chosen.origin = ChosenSets::Origin::Built;
+    chosen.units = std::move(built.units);
+    readChosen(codec, chosen);
     return chosen;
+}
+
+/// The sets of each channel. Where none are found by decoding they are made like another channel's: cameras
+/// code all channels alike.
+std::vector<ChosenSets> setsForAll(Bytes source, const Findings &findings, std::size_t count)
+{
+    std::vector<ChosenSets> all(count);
+    std::optional<BuiltSets> best;
+    std::vector<std::size_t> doubtful;
+    std::vector<std::map<int, std::size_t>> usedIds;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Channel &channel = findings.channels[i];
+        usedIds.push_back(usedPictureSets(source, findings.units, channel));
+        all[i] = chooseRecordedSets(channel, usedIds[i]);
+        if (all[i].origin != ChosenSets::Origin::None)
+            continue;
+        const auto built = searchSets(source, findings.units, channel, usedIds[i]);
+        if (!built || built->cleanPictures == 0)
+            doubtful.push_back(i);
+        if (built)
+            all[i] = asChosen(channel.codec, *built);
+        if (built && (!best || built->cleanPictures > best->cleanPictures))
+            best = built;
+    }
+    for (const std::size_t i : doubtful)
+        if (const auto like = best ? setsLike(best->guess, findings.channels[i], usedIds[i]) : std::nullopt)
+            all[i] = asChosen(findings.channels[i].codec, *like);
+    return all;
 }
 
 VideoTimes timesFor(Bytes source, const Findings &findings, const Plan &plan, const ClockLine &clock)
@@ -78,8 +101,9 @@ std::vector<Plan> planChannels(Bytes source, const Findings &findings, const Clo
 {
     std::vector<Plan> plans;
     const std::size_t count = tracksNeeded(findings);
+    std::vector<ChosenSets> sets = setsForAll(source, findings, count);
     for (std::size_t i = 0; i < count; ++i) {
-        Plan plan{&findings.channels[i], setsFor(source, findings, findings.channels[i]), {}};
+        Plan plan{&findings.channels[i], std::move(sets[i]), {}};
         plan.times = timesFor(source, findings, plan, clock);
         plans.push_back(std::move(plan));
     }

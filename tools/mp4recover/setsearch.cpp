@@ -52,6 +52,31 @@ std::vector<Sample> samplesOf(Bytes bytes, const std::vector<Unit> &units, const
     return samples;
 }
 
+std::vector<ParameterSet> setsOf(H264Guess guess, const std::vector<int> &pictureIds)
+{
+    guess.profile = guess.hasTransform8x8 ? 100 : 77;
+    std::vector<ParameterSet> sets{buildH264Sequence(guess)};
+    for (const int id : pictureIds) {
+        guess.pictureId = id;
+        sets.push_back(buildH264Picture(guess));
+    }
+    return sets;
+}
+
+bool canBeBuilt(const Channel &channel)
+{
+    return channel.codec == VideoCodec::H264 && channel.request && channel.request->width <= largestSide
+        && channel.request->height <= largestSide;
+}
+
+std::vector<int> idsOf(const std::map<int, std::size_t> &usedIds)
+{
+    std::vector<int> ids;
+    for (const auto &[id, count] : usedIds)
+        ids.push_back(id);
+    return ids;
+}
+
 class H264Search
 {
 public:
@@ -67,35 +92,31 @@ public:
         m_base.log2MaxFrameNum = headers.log2MaxFrameNum;
         m_base.initialQp = note.initialQp.value_or(m_base.initialQp);
         m_base.chromaQpOffset = note.chromaQpOffset.value_or(m_base.chromaQpOffset);
+        m_base.orderType = headers.orders.front().orderType;
+        m_base.log2MaxOrderLsb = headers.orders.front().log2MaxOrderLsb;
+        m_best = m_base;
     }
 
-    std::optional<std::vector<ParameterSet>> run()
+    BuiltSets run()
     {
         // The first picture settles what all slices depend on, the group what only predicted ones do.
         for (const H264Guess &guess : guessesForKeyFrame())
             if (const auto whole = extend(guess))
-                return setsOf(*whole);
-        return {};
+                return {setsOf(*whole, m_pictureIds), *whole, m_samples.size()};
+        return {setsOf(m_best, m_pictureIds), m_best, m_cleanPictures};
     }
 
 private:
-    [[nodiscard]] std::vector<ParameterSet> setsOf(H264Guess guess) const
-    {
-        guess.profile = guess.hasTransform8x8 ? 100 : 77;
-        std::vector<ParameterSet> sets{buildH264Sequence(guess)};
-        for (const int id : m_pictureIds) {
-            guess.pictureId = id;
-            sets.push_back(buildH264Picture(guess));
-        }
-        return sets;
-    }
-
     [[nodiscard]] bool isClean(const H264Guess &guess, const std::vector<Sample> &samples)
     {
         if (m_spent > macroblockBudget)
             return false;
-        const TrialResult result = tryDecoding(VideoCodec::H264, setsOf(guess), samples);
+        const TrialResult result = tryDecoding(VideoCodec::H264, setsOf(guess, m_pictureIds), samples);
         m_spent += (static_cast<std::int64_t>(result.pictures) + 1) * m_macroblocks;
+        if (result.pictures > m_cleanPictures) {
+            m_cleanPictures = result.pictures;
+            m_best = guess;
+        }
         return result.isClean && result.pictures == samples.size();
     }
 
@@ -169,24 +190,31 @@ private:
     std::int64_t m_macroblocks;
     std::int64_t m_spent = 0;
     H264Guess m_base;
+    H264Guess m_best;
+    std::size_t m_cleanPictures = 0;
 };
 
 } // namespace
 
-std::optional<std::vector<ParameterSet>> searchSets(Bytes bytes, const std::vector<Unit> &units,
-                                                    const Channel &channel,
-                                                    const std::map<int, std::size_t> &usedIds)
+std::optional<BuiltSets> searchSets(Bytes bytes, const std::vector<Unit> &units, const Channel &channel,
+                                    const std::map<int, std::size_t> &usedIds)
 {
     const Group group = longestGroup(channel);
-    const bool hasSize =
-        channel.request && channel.request->width <= largestSide && channel.request->height <= largestSide;
-    if (group.count == 0 || !hasSize || usedIds.empty() || channel.codec != VideoCodec::H264)
+    if (group.count == 0 || usedIds.empty() || !canBeBuilt(channel))
         return {};
-    std::vector<int> ids;
-    for (const auto &[id, count] : usedIds)
-        ids.push_back(id);
     return H264Search(guessHeaders(bytes, units, channel, group.first, group.count),
-                      encoderNoteOf(bytes, units, channel), *channel.request, std::move(ids),
+                      encoderNoteOf(bytes, units, channel), *channel.request, idsOf(usedIds),
                       samplesOf(bytes, units, channel, group))
         .run();
+}
+
+std::optional<BuiltSets> setsLike(const H264Guess &example, const Channel &channel,
+                                  const std::map<int, std::size_t> &usedIds)
+{
+    if (usedIds.empty() || !canBeBuilt(channel))
+        return {};
+    H264Guess guess = example;
+    guess.width = channel.request->width;
+    guess.height = channel.request->height;
+    return BuiltSets{setsOf(guess, idsOf(usedIds)), guess, 0};
 }
