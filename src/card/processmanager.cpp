@@ -1,5 +1,6 @@
 #include "processmanager.h"
 
+#include "childprocess.h"
 #include "common/bundle.h"
 #include "common/log.h"
 #include "common/processvalues.h"
@@ -7,11 +8,14 @@
 #include "files.h"
 
 #include <cerrno>
+#include <fcntl.h>
+#include <memory>
 #include <QCoroFuture>
 #include <QFileInfo>
 #include <QPointer>
 #include <QStandardPaths>
 #include <QtConcurrentRun>
+#include <QThreadPool>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -129,9 +133,16 @@ quint64 ProcessManager::fileSize(const QString &path, bool inTemp) const
     return files::size(inTemp ? tempRoot() + path : path);
 }
 
+/// Giving back the space of a long recording takes a tenth of a second. It happens where the last descriptor
+/// is closed, which is on a worker.
 void ProcessManager::deleteDirectory(const QString &path)
 {
+    auto descriptor = std::make_shared<FileDescriptor>(
+        ::open(QFile::encodeName(path).constData(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     logFileFailure(QStringLiteral("deleteDirectory failed: "), files::removeAll(path));
+    if (descriptor->get() >= 0)
+        QThreadPool::globalInstance()->start(
+            [descriptor = std::move(descriptor)]() mutable { descriptor.reset(); });
 }
 
 QCoro::Task<> ProcessManager::copyFile(QUrl from, QUrl to)
