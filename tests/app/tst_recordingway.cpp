@@ -123,7 +123,7 @@ void RecordingWayTest::playsEveryRecordingOfACard()
         QCOMPARE(m_model->videoPlayers().size(), described->size());
         QVERIFY(m_model->playerManager()->audioPlayer());
         const double seconds = m_model->playerManager()->duration();
-        QVERIFY2(std::abs(seconds - 2.0) < (isRepaired ? 0.8 : 0.1), qPrintable(QString::number(seconds)));
+        QVERIFY2(std::abs(seconds - 2.0) < (isRepaired ? 0.2 : 0.1), qPrintable(QString::number(seconds)));
         // In the middle each channel shows its own picture of that time.
         m_model->playerManager()->pause();
         m_model->playerManager()->seek(0.5);
