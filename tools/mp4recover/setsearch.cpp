@@ -13,8 +13,9 @@ namespace {
 /// A wrong set can survive some pictures without a message, hardly ever a whole group.
 constexpr std::size_t groupPictures = 40;
 constexpr std::size_t groupBytes = std::size_t{32} << 20U;
-/// What all trials for a channel may decode, in macroblocks: about ten seconds of one processor.
-constexpr std::int64_t macroblockBudget = 10'000'000;
+/// What all trials for a channel may decode, in macroblocks: for each group that is tried: about three
+/// seconds of one processor.
+constexpr std::int64_t macroblockBudget = 3'000'000;
 constexpr int largestSide = 16384;
 
 /// A run of pictures from a key frame on of which nothing is missing.
@@ -23,21 +24,25 @@ struct Group {
     std::size_t count = 0;
 };
 
-Group longestGroup(const Channel &channel)
+/// The longest groups of the channel, up to a few.
+std::vector<Group> longestGroups(const Channel &channel)
 {
-    Group best;
-    for (std::size_t first = 0; first < channel.pictures.size() && best.count < groupPictures; ++first) {
+    std::vector<Group> groups;
+    constexpr std::size_t mostGroups = 64;
+    for (std::size_t first = 0; first < channel.pictures.size() && groups.size() < mostGroups; ++first) {
         if (!channel.pictures[first].isSync || channel.pictures[first].isDamaged)
             continue;
         std::size_t end = first + 1;
         while (end < channel.pictures.size() && end - first < groupPictures
                && !channel.pictures[end].isDamaged && !channel.pictures[end].followsLoss)
             ++end;
-        if (end - first > best.count)
-            best = {first, end - first};
-        first = end - 1;
+        groups.push_back({first, end - first});
     }
-    return best;
+    std::stable_sort(groups.begin(), groups.end(),
+                     [](const Group &a, const Group &b) { return a.count > b.count; });
+    constexpr std::size_t tried = 3;
+    groups.resize(std::min(groups.size(), tried));
+    return groups;
 }
 
 std::vector<Sample> samplesOf(Bytes bytes, const std::vector<Unit> &units, const Channel &channel,
@@ -199,13 +204,22 @@ private:
 std::optional<BuiltSets> searchSets(Bytes bytes, const std::vector<Unit> &units, const Channel &channel,
                                     const std::map<int, std::size_t> &usedIds)
 {
-    const Group group = longestGroup(channel);
-    if (group.count == 0 || usedIds.empty() || !canBeBuilt(channel))
+    if (usedIds.empty() || !canBeBuilt(channel))
         return {};
-    return H264Search(guessHeaders(bytes, units, channel, group.first, group.count),
-                      encoderNoteOf(bytes, units, channel), *channel.request, idsOf(usedIds),
-                      samplesOf(bytes, units, channel, group))
-        .run();
+    std::optional<BuiltSets> best;
+    for (const Group &group : longestGroups(channel)) {
+        const std::vector<Sample> samples = samplesOf(bytes, units, channel, group);
+        BuiltSets built =
+            H264Search(guessHeaders(bytes, units, channel, group.first, group.count),
+                       encoderNoteOf(bytes, units, channel), *channel.request, idsOf(usedIds), samples)
+                .run();
+        const bool isWhole = built.cleanPictures == samples.size();
+        if (!best || built.cleanPictures > best->cleanPictures)
+            best = std::move(built);
+        if (isWhole)
+            break;
+    }
+    return best;
 }
 
 std::optional<BuiltSets> setsLike(const H264Guess &example, const Channel &channel,
