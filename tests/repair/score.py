@@ -141,14 +141,14 @@ def score_bytes(score, manifest, tracks):
 
 def length_error(truth, packets, rate):
     """Frames by which the track is shorter than the complete frames' span, or longer than that of all that was begun."""
-    if not packets:
-        return float("inf") if any(frame["complete"] for frame in truth["frames"]) else 0
-    length = (max(p.pts + p.duration for p in packets) - min(p.pts for p in packets)) * float(rate)
-    complete = [frame["display"] for frame in truth["frames"] if frame["complete"]]
-    begun = [frame["display"] for frame in truth["frames"] if frame["begun"]]
+    complete = [number for number, frame in enumerate(truth["frames"]) if frame["complete"]]
     if not complete:
         return 0
-    return max(max(complete) - min(complete) + 1 - length, length - (max(begun) + 1 + truth["begin"] * float(rate)), 0)
+    if not packets:
+        return float("inf")
+    length = (max(p.pts + p.duration for p in packets) - min(p.pts for p in packets)) * float(rate)
+    longest = max(frame["display"] for frame in truth["frames"] if frame["begun"]) + 1 + truth["begin"] * float(rate)
+    return max(complete[-1] - complete[0] + 1 - length, length - longest, 0)
 
 
 def score_pictures(score, manifest, pictures):

@@ -121,9 +121,10 @@ def scene_filter(p):
 
 
 def video_command(p):
+    quality = 24 + p.scene % 5 if p.cabac else 26  # cameras start from 26; another start can't be seen in CAVLC
     keys = f"expr:eq(n,0)+eq(mod(n-{p.phase},{p.group}),0)"
     common = ["ffmpeg", "-v", "error", "-f", "lavfi", "-i", scene_filter(p), "-frames:v", str(p.count), "-threads", "1",
-              "-g", str(p.group), "-force_key_frames", keys, "-forced-idr", "1", "-bf", str(p.b_frames), "-crf", "27"]
+              "-g", str(p.group), "-force_key_frames", keys, "-forced-idr", "1", "-bf", str(p.b_frames), "-crf", str(quality)]
     if p.codec == "h265":
         pools = "none" if p.slices == 1 else "2"  # x265 3.5 writes beyond its memory with slices and no pool
         options = ["-c:v", "libx265", "-preset", "ultrafast", "-x265-params",
