@@ -328,6 +328,16 @@ SoundShape soundShapeOf(Bytes bytes, Span part, const Landmarks &landmarks)
     return Classification(bytes, gapsOf(bytes, part, landmarks), landmarks).shape();
 }
 
+std::vector<Span> leftoversIn(Bytes bytes, Span part, const Landmarks &landmarks)
+{
+    std::vector<Span> leftovers;
+    for (const Gap &gap : gapsOf(bytes, part, landmarks)) {
+        if (gap.kind == GapKind::Unknown || gap.kind == GapKind::BrokenUnit)
+            leftovers.push_back(gap.span);
+    }
+    return leftovers;
+}
+
 bool isSoundStart(SoundKind kind, Bytes bytes)
 {
     switch (kind) {

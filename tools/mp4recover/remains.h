@@ -19,6 +19,10 @@ struct SoundShape {
 /// other.
 [[nodiscard]] SoundShape soundShapeOf(Bytes bytes, Span part, const Landmarks &landmarks);
 
+/// What no landmark claims in that part of the file, without padding and holes of zeros; sound for the most
+/// part.
+[[nodiscard]] std::vector<Span> leftoversIn(Bytes bytes, Span part, const Landmarks &landmarks);
+
 /// Whether the bytes begin as such sound does.
 [[nodiscard]] bool isSoundStart(SoundKind kind, Bytes bytes);
 

@@ -48,33 +48,29 @@ bool looksLikeUnit(Bytes bytes, VideoCodec codec, std::uint64_t offset)
         && sliceStartOf(codec, head).has_value();
 }
 
+std::uint64_t lastUnitBefore(const Landmarks &landmarks, std::uint64_t place)
+{
+    const auto isBefore = [](const FoundUnit &unit, std::uint64_t at) { return unit.offset < at; };
+    const auto next = std::lower_bound(landmarks.units.begin(), landmarks.units.end(), place, isBefore);
+    return next == landmarks.units.begin() ? 0 : (next - 1)->offset;
+}
+
 /// Where the writing ended between two places. A unit that was cut through has its header still; its data
 /// goes on as something else.
 std::uint64_t breakBetween(Bytes bytes, const Landmarks &landmarks, const SoundShape &sound,
                            std::uint64_t begin, std::uint64_t end)
 {
-    const auto isBefore = [](const FoundUnit &unit, std::uint64_t place) { return unit.offset < place; };
-    auto unit = std::lower_bound(landmarks.units.begin(), landmarks.units.end(), begin, isBefore);
     Span largest{end, 0};
-    std::uint64_t lastUnit = begin;
-    for (std::uint64_t at = begin; at < end; ++unit) {
-        const bool isLast = unit == landmarks.units.end() || unit->offset >= end;
-        const Span gap{at, (isLast ? end : std::max(at, unit->offset)) - at};
-        if (gap.size > 0) {
-            const bool isSound = isSoundStart(sound.kind, bytes.subspan(gap.offset, gap.size));
-            if (looksLikeUnit(bytes, landmarks.codec, at) || (isSound && gap.size > sound.largestPiece))
-                return at;
-            // Behind a gap that isn't sound the unit isn't whole: its length told of bytes that were never
-            // written.
-            if (!isSound)
-                return lastUnit;
-            if (gap.size > largest.size)
-                largest = gap;
-        }
-        if (isLast)
-            break;
-        lastUnit = unit->offset;
-        at = unit->end();
+    for (const Span &piece : leftoversIn(bytes, {begin, end - begin}, landmarks)) {
+        const bool isSound = isSoundStart(sound.kind, bytes.subspan(piece.offset, piece.size));
+        if (looksLikeUnit(bytes, landmarks.codec, piece.offset)
+            || (isSound && piece.size > sound.largestPiece))
+            return piece.offset;
+        // Behind what isn't sound the unit isn't whole: its length told of bytes that were never written.
+        if (!isSound)
+            return std::max(begin, lastUnitBefore(landmarks, piece.offset));
+        if (piece.size > largest.size)
+            largest = piece;
     }
     return largest.offset;
 }
