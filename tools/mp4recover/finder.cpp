@@ -83,7 +83,7 @@ std::vector<Channel> buildChannels(VideoCodec codec, const AccessUnits &found, c
     }
     for (std::size_t i = 0; i < found.pictures.size(); ++i) {
         const std::uint8_t channel = links.channels[i];
-        if (channel == Links::none)
+        if (channel == noChannel)
             continue;
         builders[channel].add(found.pictures[i]);
         if (found.pictures[i].setsId != 0)
@@ -178,7 +178,8 @@ Findings findRecording(const MappedFile &file, const std::vector<ChannelRequest>
     payload.size = end - payload.offset;
     cutOff(landmarks, end);
 
-    const std::vector<ChannelRequest> channels = channelsOf(bytes, requests, landmarks);
+    std::vector<ChannelRequest> channels = channelsOf(bytes, requests, landmarks);
+    channels.resize(std::min(channels.size(), maximumChannels));
     Findings findings;
     for (const Box &index : landmarks.indexes) {
         const std::vector<IndexTrack> tracks = tracksOf(bytes, index);

@@ -1,18 +1,6 @@
 #pragma once
 
-#include "numbering.h"
-#include "traits.h"
-
-/// Most channels that are told apart.
-inline constexpr std::size_t maximumChannels = 8;
-
-/// Which channel each picture belongs to.
-struct Links {
-    static constexpr std::uint8_t none = 0xff; ///< noise that looked like a picture
-
-    std::vector<std::uint8_t> channels; ///< per picture: index of the channel, or none
-    double cost = 0; ///< how badly the pictures fit behind each other, 0 for perfectly
-};
+#include "linkbeam.h"
 
 /// Tells the channels of a recording apart by the headers of the pictures alone: the sizes in parameter sets,
 /// the ids in use, the numbers that go on per channel, the length of its groups of pictures, the sizes of

@@ -1,0 +1,117 @@
+#include "habits.h"
+
+namespace {
+
+constexpr double leastTurnCost = 0.5;
+constexpr double mostTurnCost = 8;
+
+} // namespace
+
+std::size_t sizeClass(const AccessUnit &picture)
+{
+    return picture.slice.isSync ? 0 : picture.slice.isReference ? 1 : 2;
+}
+
+double logSize(const AccessUnit &picture)
+{
+    return std::log2(static_cast<double>(picture.end - picture.offset));
+}
+RunLengths usualRuns(const std::vector<std::uint8_t> &channels)
+{
+    std::array<std::vector<std::uint32_t>, maximumChannels> runs;
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (channels[i] == noChannel)
+            continue;
+        std::vector<std::uint32_t> &own = runs[channels[i]];
+        if (i == 0 || channels[i] != channels[i - 1])
+            own.push_back(0);
+        if (!own.empty())
+            ++own.back();
+    }
+    RunLengths lengths{};
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        if (runs[i].empty())
+            continue;
+        const auto middle = runs[i].begin() + static_cast<std::ptrdiff_t>(runs[i].size() / 2);
+        std::nth_element(runs[i].begin(), middle, runs[i].end());
+        lengths[i] = *middle;
+    }
+    return lengths;
+}
+
+std::size_t countPassedOver(const std::vector<std::uint8_t> &channels, std::size_t channelCount)
+{
+    std::vector<std::size_t> served(channelCount, 0);
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (channels[i] == noChannel)
+            continue;
+        const std::size_t own = served[channels[i]];
+        count += static_cast<std::size_t>(
+            std::count_if(served.begin(), served.end(), [own](std::size_t other) { return other < own; }));
+        served[channels[i]] = i + 1;
+    }
+    return count;
+}
+
+std::array<double, 3> usualDistancesOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
+                                       const std::vector<PictureTraits> &traits)
+{
+    std::array<std::array<std::uint32_t, 3>, maximumChannels> last{};
+    std::array<std::vector<double>, 3> distances;
+    for (std::uint32_t i = 0; i < channels.size() && i < traits.size(); ++i) {
+        if (channels[i] == noChannel || !traits[i].isKnown)
+            continue;
+        const std::size_t kind = sizeClass(found.pictures[i]);
+        std::uint32_t &before = last[channels[i]][kind];
+        if (before > 0)
+            distances[kind].push_back(distance(traits[before - 1], traits[i]));
+        before = i + 1;
+    }
+    std::array<double, 3> usual{};
+    for (std::size_t kind = 0; kind < usual.size(); ++kind) {
+        if (distances[kind].empty())
+            continue;
+        // Where many neighbours aren't of one channel the smaller distances are the right ones.
+        const auto third = distances[kind].begin() + static_cast<std::ptrdiff_t>(distances[kind].size() / 3);
+        std::nth_element(distances[kind].begin(), third, distances[kind].end());
+        usual[kind] = std::max(1.0, *third);
+    }
+    return usual;
+}
+
+Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
+                const std::vector<ChannelRequest> &requests)
+{
+    const std::size_t channelCount = requests.size();
+    std::vector<std::array<SizeModel, 3>> models(channelCount);
+    std::array<double, 3> squares{};
+    std::array<std::size_t, 3> counts{};
+    const std::size_t passedOver = countPassedOver(channels, channelCount);
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        if (channels[i] == noChannel)
+            continue;
+        const std::uint8_t channel = channels[i];
+        const std::size_t kind = sizeClass(found.pictures[i]);
+        const double size = logSize(found.pictures[i]);
+        const double deviation = models[channel][kind].deviation(size);
+        squares[kind] += deviation * deviation;
+        ++counts[kind];
+        models[channel][kind].learn(size);
+    }
+    Habits habits(requests);
+    if (std::all_of(habits.rates.begin(), habits.rates.end(),
+                    [&](double rate) { return rate == habits.rates[0]; }))
+        habits.turnCost = std::clamp(
+            -std::log((static_cast<double>(passedOver) + 0.5) / (static_cast<double>(channels.size()) + 1)),
+            leastTurnCost, mostTurnCost);
+    for (std::size_t kind = 0; kind < counts.size(); ++kind) {
+        constexpr std::size_t fewest = 20;
+        constexpr double caution = 2; // sizes of neighbouring pictures depend on each other
+        constexpr double leastVariance = 0.02;
+        if (counts[kind] >= fewest)
+            habits.sizeVariances[kind] =
+                caution * std::max(leastVariance, squares[kind] / static_cast<double>(counts[kind]));
+    }
+    return habits;
+}
