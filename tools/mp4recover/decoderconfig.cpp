@@ -22,6 +22,8 @@ std::vector<const ParameterSet *> ofType(VideoCodec codec, const std::vector<Par
     constexpr std::size_t longest = 0xffff;
     std::vector<const ParameterSet *> chosen;
     for (const ParameterSet &set : sets) {
+        if (set.empty())
+            continue;
         const unsigned own = codec == VideoCodec::H264 ? set[0] & 0x1fU : (set[0] >> 1U) & 0x3fU;
         if (own == type && set.size() <= longest && chosen.size() < limit)
             chosen.push_back(&set);
@@ -80,5 +82,8 @@ Record h265Configuration(const std::vector<ParameterSet> &sets)
 
 std::vector<std::uint8_t> decoderConfiguration(VideoCodec codec, const std::vector<ParameterSet> &sets)
 {
+    const unsigned sequenceType = codec == VideoCodec::H264 ? 7 : 33;
+    if (ofType(codec, sets, sequenceType, 1).empty())
+        return {};
     return codec == VideoCodec::H264 ? h264Configuration(sets) : h265Configuration(sets);
 }

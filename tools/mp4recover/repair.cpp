@@ -57,7 +57,7 @@ std::vector<ChosenSets> setsForAll(Bytes source, const Findings &findings, std::
             best = built;
     }
     for (const std::size_t i : doubtful)
-        if (const auto like = best ? setsLike(best->guess, findings.channels[i], usedIds[i]) : std::nullopt)
+        if (const auto like = best ? setsLike(*best, findings.channels[i], usedIds[i]) : std::nullopt)
             all[i] = asChosen(findings.channels[i].codec, *like);
     return all;
 }
@@ -127,6 +127,8 @@ std::vector<VideoTrack> tracksOf(std::vector<Plan> &plans)
         track.width = plan.sets.width;
         track.height = plan.sets.height;
         track.configuration = decoderConfiguration(plan.channel->codec, plan.sets.units);
+        if (track.configuration.empty())
+            continue;
         track.times = std::move(plan.times);
         track.isSetKept = [codec = plan.channel->codec, &sets = plan.sets](UnitBytes set) {
             return agrees(codec, set, sets);

@@ -1,6 +1,7 @@
 #include "setsearch.h"
 
 #include "encodernote.h"
+#include "h265search.h"
 #include "sliceguess.h"
 #include "trialdecoder.h"
 
@@ -57,6 +58,15 @@ std::vector<Sample> samplesOf(Bytes bytes, const std::vector<Unit> &units, const
     return samples;
 }
 
+/// A key frame other than that one; empty if there is none.
+Sample otherKeyFrame(Bytes bytes, const std::vector<Unit> &units, const Channel &channel, std::size_t first)
+{
+    for (std::size_t i = 0; i < channel.pictures.size(); ++i)
+        if (i != first && channel.pictures[i].isSync && !channel.pictures[i].isDamaged)
+            return sampleOf(bytes, units, channel.codec, channel.pictures[i]);
+    return {};
+}
+
 std::vector<ParameterSet> setsOf(H264Guess guess, const std::vector<int> &pictureIds)
 {
     guess.profile = guess.hasTransform8x8 ? 100 : 77;
@@ -70,8 +80,7 @@ std::vector<ParameterSet> setsOf(H264Guess guess, const std::vector<int> &pictur
 
 bool canBeBuilt(const Channel &channel)
 {
-    return channel.codec == VideoCodec::H264 && channel.request && channel.request->width <= largestSide
-        && channel.request->height <= largestSide;
+    return channel.request && channel.request->width <= largestSide && channel.request->height <= largestSide;
 }
 
 std::vector<int> idsOf(const std::map<int, std::size_t> &usedIds)
@@ -107,8 +116,8 @@ public:
         // The first picture settles what all slices depend on, the group what only predicted ones do.
         for (const H264Guess &guess : guessesForKeyFrame())
             if (const auto whole = extend(guess))
-                return {setsOf(*whole, m_pictureIds), *whole, m_samples.size()};
-        return {setsOf(m_best, m_pictureIds), m_best, m_cleanPictures};
+                return {setsOf(*whole, m_pictureIds), VideoCodec::H264, *whole, {}, m_samples.size()};
+        return {setsOf(m_best, m_pictureIds), VideoCodec::H264, m_best, {}, m_cleanPictures};
     }
 
 private:
@@ -201,6 +210,21 @@ private:
 
 } // namespace
 
+namespace {
+
+BuiltSets h265Sets(Bytes bytes, const std::vector<Unit> &units, const Channel &channel, const Group &group,
+                   const std::vector<int> &pictureIds, const std::vector<Sample> &samples)
+{
+    const auto found = searchH265Sets(*channel.request, pictureIds, samples,
+                                      otherKeyFrame(bytes, units, channel, group.first));
+    H265Guess guess = found.value_or(H265Guess{});
+    guess.width = channel.request->width;
+    guess.height = channel.request->height;
+    return {buildH265Sets(guess, pictureIds), VideoCodec::H265, {}, guess, found ? samples.size() : 0};
+}
+
+} // namespace
+
 std::optional<BuiltSets> searchSets(Bytes bytes, const std::vector<Unit> &units, const Channel &channel,
                                     const std::map<int, std::size_t> &usedIds)
 {
@@ -209,10 +233,11 @@ std::optional<BuiltSets> searchSets(Bytes bytes, const std::vector<Unit> &units,
     std::optional<BuiltSets> best;
     for (const Group &group : longestGroups(channel)) {
         const std::vector<Sample> samples = samplesOf(bytes, units, channel, group);
-        BuiltSets built =
-            H264Search(guessHeaders(bytes, units, channel, group.first, group.count),
-                       encoderNoteOf(bytes, units, channel), *channel.request, idsOf(usedIds), samples)
-                .run();
+        BuiltSets built = channel.codec == VideoCodec::H265
+            ? h265Sets(bytes, units, channel, group, idsOf(usedIds), samples)
+            : H264Search(guessHeaders(bytes, units, channel, group.first, group.count),
+                         encoderNoteOf(bytes, units, channel), *channel.request, idsOf(usedIds), samples)
+                  .run();
         const bool isWhole = built.cleanPictures == samples.size();
         if (!best || built.cleanPictures > best->cleanPictures)
             best = std::move(built);
@@ -222,13 +247,16 @@ std::optional<BuiltSets> searchSets(Bytes bytes, const std::vector<Unit> &units,
     return best;
 }
 
-std::optional<BuiltSets> setsLike(const H264Guess &example, const Channel &channel,
+std::optional<BuiltSets> setsLike(const BuiltSets &example, const Channel &channel,
                                   const std::map<int, std::size_t> &usedIds)
 {
-    if (usedIds.empty() || !canBeBuilt(channel))
+    if (usedIds.empty() || !canBeBuilt(channel) || channel.codec != example.codec)
         return {};
-    H264Guess guess = example;
-    guess.width = channel.request->width;
-    guess.height = channel.request->height;
-    return BuiltSets{setsOf(guess, idsOf(usedIds)), guess, 0};
+    BuiltSets built = example;
+    built.cleanPictures = 0;
+    built.h264.width = built.h265.width = channel.request->width;
+    built.h264.height = built.h265.height = channel.request->height;
+    built.units = channel.codec == VideoCodec::H264 ? setsOf(built.h264, idsOf(usedIds))
+                                                    : buildH265Sets(built.h265, idsOf(usedIds));
+    return built;
 }

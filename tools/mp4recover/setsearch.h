@@ -11,7 +11,9 @@
 /// Parameter sets that were built.
 struct BuiltSets {
     std::vector<ParameterSet> units;
-    H264Guess guess; ///< what they were built from
+    VideoCodec codec = VideoCodec::H264;
+    H264Guess h264; ///< what they were built from, by the codec
+    H265Guess h265;
     std::size_t cleanPictures = 0; ///< so many were decoded without a message; 0: a mere guess
 };
 
@@ -23,6 +25,6 @@ struct BuiltSets {
                                                   const Channel &channel,
                                                   const std::map<int, std::size_t> &usedIds);
 
-/// Sets like those of another channel in the size of this one.
-[[nodiscard]] std::optional<BuiltSets> setsLike(const H264Guess &example, const Channel &channel,
+/// Sets like those of another channel in the size of this one; none if that has another codec.
+[[nodiscard]] std::optional<BuiltSets> setsLike(const BuiltSets &example, const Channel &channel,
                                                 const std::map<int, std::size_t> &usedIds);
