@@ -108,6 +108,7 @@ std::vector<Plan> planChannels(Bytes source, const Findings &findings, const Clo
         plans.push_back(std::move(plan));
     }
     std::vector<VideoTimes> times;
+    times.reserve(plans.size());
     for (Plan &plan : plans)
         times.push_back(std::move(plan.times));
     alignStarts(times);

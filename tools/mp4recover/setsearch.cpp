@@ -86,6 +86,7 @@ bool canBeBuilt(const Channel &channel)
 std::vector<int> idsOf(const std::map<int, std::size_t> &usedIds)
 {
     std::vector<int> ids;
+    ids.reserve(usedIds.size());
     for (const auto &[id, count] : usedIds)
         ids.push_back(id);
     return ids;
