@@ -164,6 +164,33 @@ Findings findWithoutIndex(Bytes bytes, Span payload, const Landmarks &landmarks,
     return findings;
 }
 
+/// Where the pictures' numbers first jump in that part of the file.
+std::optional<std::uint64_t> firstJump(const Findings &findings, const Span &part)
+{
+    std::optional<std::uint64_t> first;
+    for (const Channel &channel : findings.channels) {
+        for (const Picture &picture : channel.pictures) {
+            const std::uint64_t offset = findings.units[picture.firstUnit].offset - 4;
+            if (offset >= part.offset && picture.picturesMissingBefore != 0)
+                first = std::min(first.value_or(offset), offset);
+        }
+    }
+    return first;
+}
+
+/// Where the recording ends, and perhaps an older one's data begins.
+std::uint64_t endOf(Bytes bytes, Span payload, const Landmarks &landmarks,
+                    const std::vector<ChannelRequest> &channels)
+{
+    const RecordingEnd end = recordingEnd(bytes, payload, landmarks);
+    if (!end.doubtful)
+        return end.offset;
+    Landmarks part = landmarks;
+    cutOff(part, end.doubtful->end());
+    payload.size = end.doubtful->end() - payload.offset;
+    return firstJump(findWithoutIndex(bytes, payload, part, channels), *end.doubtful).value_or(end.offset);
+}
+
 } // namespace
 
 Findings findRecording(const MappedFile &file, const std::vector<ChannelRequest> &requests,
@@ -173,13 +200,12 @@ Findings findRecording(const MappedFile &file, const std::vector<ChannelRequest>
     Span payload{mediaBegin(bytes), 0};
     payload.size = bytes.size() - payload.offset;
     Landmarks landmarks = searchUnits(file, payload.offset, progress);
-    const std::uint64_t end = recordingEnd(bytes, payload, landmarks);
+    std::vector<ChannelRequest> channels = channelsOf(bytes, requests, landmarks);
+    channels.resize(std::min(channels.size(), maximumChannels));
+    const std::uint64_t end = endOf(bytes, payload, landmarks, channels);
     const bool isTailStale = end != payload.end();
     payload.size = end - payload.offset;
     cutOff(landmarks, end);
-
-    std::vector<ChannelRequest> channels = channelsOf(bytes, requests, landmarks);
-    channels.resize(std::min(channels.size(), maximumChannels));
     Findings findings;
     for (const Box &index : landmarks.indexes) {
         const std::vector<IndexTrack> tracks = tracksOf(bytes, index);

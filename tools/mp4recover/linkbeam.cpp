@@ -117,7 +117,7 @@ private:
     {
         const AccessUnit &picture = m_found.pictures[index];
         const std::uint64_t lost = passLosses(picture);
-        if (lost != 0 && m_order == Order::Turns)
+        if (lost != 0 && m_order != Order::Runs)
             fillLoss(lost, index);
         const bool isDamageNear = m_lastLossEnd != 0 && picture.offset < m_lastLossEnd + damageReach;
         m_steps.clear();
@@ -193,18 +193,31 @@ private:
         m_wideUntil = index + 4 * static_cast<std::uint32_t>(m_count);
     }
 
-    /// The channel whose turn it is has lost a picture.
-    void skipTurn(State &state, std::uint32_t index) const
+    /// Whose turn it is.
+    [[nodiscard]] std::uint8_t nextInTurn(const State &state) const
     {
+        const bool isInRun = m_order == Order::EqualRuns && state.last != noChannel;
+        if (isInRun && state.run < m_runLengths[state.last])
+            return state.last;
         std::uint8_t next = 0;
-        double least = countEarlier(state, 0);
-        for (std::uint8_t i = 1; i < m_count; ++i) {
-            if (const double earlier = countEarlier(state, i); earlier < least) {
+        double least = std::numeric_limits<double>::max();
+        for (std::uint8_t i = 0; i < m_count; ++i) {
+            const double earlier = countEarlier(state, i);
+            if (earlier < least && !(isInRun && m_count > 1 && i == state.last)) {
                 least = earlier;
                 next = i;
             }
         }
+        return next;
+    }
+
+    /// The channel whose turn it is has lost a picture.
+    void skipTurn(State &state, std::uint32_t index) const
+    {
+        const std::uint8_t next = nextInTurn(state);
         LinkedChannel &channel = state.channels[next];
+        state.run = state.last == next ? state.run + 1 : 1;
+        state.last = next;
         channel.served = index;
         channel.seconds += static_cast<float>(1 / rateOf(next));
         if (!channel.numbering.hasStarted())

@@ -82,7 +82,9 @@ private:
         Hypothesis best;
         m_best = link(best, count);
         const auto offer = [&](const Hypothesis &hypothesis, Links links) {
-            if (links.cost < m_best.cost) {
+            // Turns in step look like runs of two as well.
+            const double lead = best.order == Order::Turns ? 5 + 0.05 * static_cast<double>(count) : 0;
+            if (links.cost + lead < m_best.cost) {
                 m_best = std::move(links);
                 best = hypothesis;
             }

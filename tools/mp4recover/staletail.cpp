@@ -57,34 +57,34 @@ std::uint64_t lastUnitBefore(const Landmarks &landmarks, std::uint64_t place)
 
 /// Where the writing ended between two places. A unit that was cut through has its header still; its data
 /// goes on as something else.
-std::uint64_t breakBetween(Bytes bytes, const Landmarks &landmarks, const SoundShape &sound,
-                           std::uint64_t begin, std::uint64_t end)
+RecordingEnd breakBetween(Bytes bytes, const Landmarks &landmarks, const SoundShape &sound,
+                          std::uint64_t begin, std::uint64_t end)
 {
     Span largest{end, 0};
     for (const Span &piece : leftoversIn(bytes, {begin, end - begin}, landmarks)) {
         const bool isSound = isSoundStart(sound.kind, bytes.subspan(piece.offset, piece.size));
         if (looksLikeUnit(bytes, landmarks.codec, piece.offset)
             || (isSound && piece.size > sound.largestPiece))
-            return piece.offset;
+            return {piece.offset, {}};
         // Behind what isn't sound the unit isn't whole: its length told of bytes that were never written.
         if (!isSound)
-            return std::max(begin, lastUnitBefore(landmarks, piece.offset));
+            return {std::max(begin, lastUnitBefore(landmarks, piece.offset)), {}};
         if (piece.size > largest.size)
             largest = piece;
     }
-    return largest.offset;
+    return {largest.offset, Span{begin, end - begin}};
 }
 
 } // namespace
 
-std::uint64_t recordingEnd(Bytes bytes, Span payload, const Landmarks &landmarks)
+RecordingEnd recordingEnd(Bytes bytes, Span payload, const Landmarks &landmarks)
 {
     const Block *lastGood = nullptr;
     const Block *stale = firstStale(landmarks.blocks, Block::Kind::Acceleration, lastGood);
     if (lastGood == nullptr)
         stale = firstStale(landmarks.blocks, Block::Kind::Position, lastGood);
     if (stale == nullptr)
-        return payload.end();
+        return {payload.end(), {}};
     const Span good{payload.offset, lastGood->end() - payload.offset};
     const SoundShape sound = soundShapeOf(bytes, good, landmarks);
     return breakBetween(bytes, landmarks, sound, lastGood->end(), stale->offset);
