@@ -1,5 +1,6 @@
 #include "staletail.h"
 
+#include "numbering.h"
 #include "remains.h"
 
 #include <algorithm>
@@ -55,24 +56,79 @@ std::uint64_t lastUnitBefore(const Landmarks &landmarks, std::uint64_t place)
     return next == landmarks.units.begin() ? 0 : (next - 1)->offset;
 }
 
-/// Where the writing ended between two places. A unit that was cut through has its header still; its data
-/// goes on as something else.
-RecordingEnd breakBetween(Bytes bytes, const Landmarks &landmarks, const SoundShape &sound,
-                          std::uint64_t begin, std::uint64_t end)
+/// Where the writing may have ended between two places: where the chain of units breaks and no sound begins.
+/// A unit that was cut through has its header still; its data goes on as something else.
+std::vector<std::uint64_t> breaksBetween(Bytes bytes, const Landmarks &landmarks, const SoundShape &sound,
+                                         Span part, Span &largest)
 {
-    Span largest{end, 0};
-    for (const Span &piece : leftoversIn(bytes, {begin, end - begin}, landmarks)) {
+    std::vector<std::uint64_t> breaks;
+    for (const Span &piece : leftoversIn(bytes, part, landmarks)) {
         const bool isSound = isSoundStart(sound.kind, bytes.subspan(piece.offset, piece.size));
         if (looksLikeUnit(bytes, landmarks.codec, piece.offset)
             || (isSound && piece.size > sound.largestPiece))
-            return {piece.offset, {}};
+            breaks.push_back(piece.offset);
         // Behind what isn't sound the unit isn't whole: its length told of bytes that were never written.
-        if (!isSound)
-            return {std::max(begin, lastUnitBefore(landmarks, piece.offset)), {}};
+        else if (!isSound)
+            breaks.push_back(std::max(part.offset, lastUnitBefore(landmarks, piece.offset)));
         if (piece.size > largest.size)
             largest = piece;
     }
-    return {largest.offset, Span{begin, end - begin}};
+    return breaks;
+}
+
+/// The share of the pictures right behind a place whose numbers follow those right before it.
+double continuityAt(const AccessUnits &found, int counterBits, std::uint64_t place)
+{
+    constexpr std::ptrdiff_t window = 12;
+    const auto isBefore = [](const AccessUnit &picture, std::uint64_t at) { return picture.offset < at; };
+    const auto middle = std::lower_bound(found.pictures.begin(), found.pictures.end(), place, isBefore);
+    const auto first = middle - std::min(window, middle - found.pictures.begin());
+    const auto last = middle + std::min(window / 2, found.pictures.end() - middle);
+    const auto numberOf = [counterBits](const AccessUnit &picture) {
+        const std::uint32_t number = picture.slice.restBits >> (32U - static_cast<unsigned>(counterBits));
+        return picture.slice.restartsCount ? 0 : number;
+    };
+    const std::uint32_t mask = (1U << static_cast<unsigned>(counterBits)) - 1;
+    int tested = 0;
+    int following = 0;
+    for (auto picture = middle; picture != last; ++picture) {
+        if (picture->slice.restartsCount)
+            continue;
+        ++tested;
+        following += std::any_of(first, middle, [&](const AccessUnit &before) {
+            return before.slice.pictureSetId == picture->slice.pictureSetId
+                && ((numberOf(*picture) - numberOf(before)) & mask) <= 3;
+        });
+    }
+    return tested == 0 ? 0.5 : static_cast<double>(following) / tested;
+}
+
+/// Of several breaks bad sectors have made most; the numbers of the pictures go on behind these.
+std::uint64_t chooseBreak(Bytes bytes, const Landmarks &landmarks, const std::vector<std::uint64_t> &breaks)
+{
+    if (breaks.size() == 1)
+        return breaks.front();
+    constexpr std::size_t usualChannels = 2;
+    const AccessUnits found = groupUnits(bytes, landmarks.codec, landmarks.units);
+    const int bits = counterBitsOf(landmarks.codec, found, usualChannels);
+    std::uint64_t best = breaks.front();
+    double least = 2;
+    for (const std::uint64_t place : breaks) {
+        if (const double continuity = continuityAt(found, bits, place); continuity < least) {
+            least = continuity;
+            best = place;
+        }
+    }
+    return best;
+}
+
+RecordingEnd breakBetween(Bytes bytes, const Landmarks &landmarks, const SoundShape &sound, Span part)
+{
+    Span largest{part.end(), 0};
+    const std::vector<std::uint64_t> breaks = breaksBetween(bytes, landmarks, sound, part, largest);
+    if (breaks.empty())
+        return {largest.offset, part};
+    return {chooseBreak(bytes, landmarks, breaks), {}};
 }
 
 } // namespace
@@ -87,7 +143,7 @@ RecordingEnd recordingEnd(Bytes bytes, Span payload, const Landmarks &landmarks)
         return {payload.end(), {}};
     const Span good{payload.offset, lastGood->end() - payload.offset};
     const SoundShape sound = soundShapeOf(bytes, good, landmarks);
-    return breakBetween(bytes, landmarks, sound, lastGood->end(), stale->offset);
+    return breakBetween(bytes, landmarks, sound, {lastGood->end(), stale->offset - lastGood->end()});
 }
 
 void cutOff(Landmarks &landmarks, std::uint64_t end)
