@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""mp4recover on an unfinished recording of 100 MB against ffmpeg's copy of the same recording with its index.
+"""mp4recover on an unfinished recording of over 100 MB against ffmpeg's copy of the same recording with its index.
 
 Usage: repair_bench.py [--bin BUILD/bin] [--runs N] [--folder FOLDER] [--seconds N]
 Prints rows: name | ours | theirs | ratio | target; medians of runs taken in turn, the files in the page cache. Processor
@@ -75,7 +75,7 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build/bin")
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--folder")
-    parser.add_argument("--seconds", type=int, default=75)
+    parser.add_argument("--seconds", type=int, default=20)
     arguments = parser.parse_args()
     program = str(arguments.bin / "mp4recover")
     print("name | ours | theirs (ffmpeg -c copy) | ratio | target")
