@@ -17,6 +17,7 @@ constexpr double otherPictureSet = 40;
 constexpr double otherSets = 20;
 constexpr double otherSliceCount = 3;
 constexpr double begunInGroup = 30; // the first picture of a channel depends on others
+constexpr double begunBehindLoss = 12; // which are lost
 constexpr double jump = 4;
 constexpr double repeated = 12;
 constexpr double mostJump = 16;
@@ -246,7 +247,7 @@ private:
         double faults = headerFaults(state.channels[channelIndex], picture);
         if (isDamageNear)
             faults /= 2;
-        faults += identityFaults(state, channelIndex, picture, index);
+        faults += identityFaults(state, channelIndex, picture, index, isDamageNear);
         return {state.cost + faults + sizeCost(state.channels[channelIndex], picture)
                     + traitsCost(state.channels[channelIndex], channelIndex, index)
                     + orderCost(state, channelIndex, picture, isDamageNear),
@@ -277,7 +278,7 @@ private:
 
     /// Is it a picture of this channel at all?
     [[nodiscard]] double identityFaults(const State &state, std::uint8_t index, const AccessUnit &picture,
-                                        std::uint32_t pictureIndex) const
+                                        std::uint32_t pictureIndex, bool isDamageNear) const
     {
         const LinkedChannel &channel = state.channels[index];
         double faults = 0;
@@ -292,7 +293,7 @@ private:
         }
         if (!channel.numbering.hasStarted()) {
             if (!picture.slice.isSync)
-                faults += cost::begunInGroup;
+                faults += isDamageNear ? cost::begunBehindLoss : cost::begunInGroup;
             const double others = static_cast<double>(pictureIndex) / static_cast<double>(m_count);
             return faults + std::min(cost::mostLateBegin, cost::lateBegin * others);
         }
