@@ -121,7 +121,7 @@ def scene_filter(p):
 
 
 def video_command(p):
-    quality = 24 + p.scene % 5 if p.cabac else 26  # cameras start from 26; another start can't be seen in CAVLC
+    quality = 24 + p.scene % 5 if p.cabac else 26  # 26 is the usual start; another one can't be seen in CAVLC
     keys = f"expr:eq(n,0)+eq(mod(n-{p.phase},{p.group}),0)"
     common = ["ffmpeg", "-v", "error", "-f", "lavfi", "-i", scene_filter(p), "-frames:v", str(p.count), "-threads", "1",
               "-g", str(p.group), "-force_key_frames", keys, "-forced-idr", "1", "-bf", str(p.b_frames), "-crf", str(quality)]
