@@ -152,6 +152,8 @@ std::optional<MappedFile> MappedFile::ofDescriptor(int descriptor)
     void *data = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
     if (data == MAP_FAILED)
         return std::nullopt;
+    // Files are searched from front to back; the kernel then needs no record of which pages were used lately.
+    (void)madvise(data, size, MADV_SEQUENTIAL);
     file.m_data = static_cast<const std::uint8_t *>(data);
     file.m_size = size;
     const auto begin = reinterpret_cast<std::uintptr_t>(data);
