@@ -4,6 +4,7 @@
 #include "media/embeddeddata.h"
 #include "processmanager.h"
 #include "repairfiles.h"
+#include "soundtail.h"
 #include "tooloutput.h"
 #include "toolrun.h"
 
@@ -112,6 +113,10 @@ QCoro::Task<> ProcessManager::mergeAudio(QString video)
     const QPointer<ProcessManager> self(this);
     const RepairFiles files(video);
     if (fileSize(files.sound, false) == 0 || !arePlain(QStringLiteral("mergeAudio"), {video, files.sound}))
+        co_return;
+    const auto tail = QtConcurrent::run([sound = files.sound, video] { extendSound(sound, video); });
+    co_await qCoro(tail).waitForFinished();
+    if (!self)
         co_return;
     deleteDirectory(files.joined);
     co_await outputOf(toolcommands::mergeAudio(m_helperRoot, video, files.sound, files.joined));

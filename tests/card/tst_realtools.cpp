@@ -18,14 +18,15 @@ class RealToolsTest : public QObject
     QTemporaryDir m_folder;
     QString m_recording = m_folder.filePath(QStringLiteral("E_20240309_170559.mp4"));
 
-    /// Codec, kind and height of each stream, such as "h264,video,96".
-    static QStringList streams(const QString &path)
+    /// Codec, kind and height of each stream, such as "h264,video,96", or what else is asked for.
+    static QStringList streams(const QString &path, const QString &option = QStringLiteral("-hide_banner"),
+                               const QString &fields = QStringLiteral("codec_name,codec_type,height"))
     {
         QProcess probe;
         probe.start(QStringLiteral("ffprobe"),
-                    {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                     QStringLiteral("stream=codec_name,codec_type,height"), QStringLiteral("-of"),
-                     QStringLiteral("csv=p=0"), path});
+                    {QStringLiteral("-v"), QStringLiteral("error"), option, QStringLiteral("-show_entries"),
+                     QStringLiteral("stream=") + fields, QStringLiteral("-of"), QStringLiteral("csv=p=0"),
+                     path});
         probe.waitForFinished();
         return QString::fromUtf8(probe.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
     }
@@ -66,6 +67,22 @@ private Q_SLOTS:
                  QStringList({QStringLiteral("h264,video,720"), QStringLiteral("aac,audio")}));
         QCoro::waitFor(m_manager.extractChannel(m_recording, 2, target));
         QCOMPARE(m_manager.fileSize(target, false), quint64(0));
+    }
+
+    void mergesShortSound_withEachPicture()
+    {
+        const QString movie = m_folder.filePath(QStringLiteral("short.mp4"));
+        const QString sound = m_folder.filePath(QStringLiteral("short.mp3"));
+        const auto make = [](const QString &options) {
+            return QProcess::execute(QStringLiteral("ffmpeg"),
+                                     (QStringLiteral("-v error ") + options).split(u' '));
+        };
+        QCOMPARE(make(QStringLiteral("-i %1 -map 0:v -c copy %2").arg(m_recording, movie)), 0);
+        QCOMPARE(make(QStringLiteral("-f lavfi -i sine -t 0.4 -ar 44100 %1").arg(sound)), 0);
+        QCoro::waitFor(m_manager.mergeAudio(movie));
+        QCOMPARE(streams(movie, QStringLiteral("-count_packets"), QStringLiteral("nb_read_packets")).first(2),
+                 QStringList({QStringLiteral("10"), QStringLiteral("10")}));
+        QCOMPARE(streams(movie).size(), 3);
     }
 
     void tellsWhatIsWrongWithARecording_data()

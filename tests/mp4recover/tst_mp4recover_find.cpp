@@ -1,5 +1,5 @@
 #include "finder.h"
-#include "mpegaudio.h"
+#include "common/mpegaudio.h"
 #include "syntheticrecording.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "remains.h"
 
-#include "mpegaudio.h"
+#include "common/mpegaudio.h"
 
 #include <algorithm>
 #include <array>

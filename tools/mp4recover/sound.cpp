@@ -1,7 +1,7 @@
 #include "sound.h"
 
 #include "mp3writer.h"
-#include "mpegaudio.h"
+#include "common/mpegaudio.h"
 #include "silence.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "soundformat.h"
 
-#include "mpegaudio.h"
+#include "common/mpegaudio.h"
 
 #include <algorithm>
 #include <array>

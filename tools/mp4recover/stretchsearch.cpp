@@ -1,6 +1,6 @@
 #include "stretchsearch.h"
 
-#include "mpegaudio.h"
+#include "common/mpegaudio.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "bytes.h"
-
+#include <cstdint>
 #include <optional>
+#include <span>
 
 /// The header of an MPEG audio layer III frame (ISO/IEC 11172-3, 2.4.1.3, and 13818-3).
 struct MpegAudioHeader {
@@ -19,4 +19,4 @@ struct MpegAudioHeader {
 };
 
 /// None if the first 4 bytes are no such header.
-[[nodiscard]] std::optional<MpegAudioHeader> mpegAudioHeaderAt(Bytes bytes);
+[[nodiscard]] std::optional<MpegAudioHeader> mpegAudioHeaderAt(std::span<const std::uint8_t> bytes);

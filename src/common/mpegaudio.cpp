@@ -2,7 +2,7 @@
 
 #include <array>
 
-std::optional<MpegAudioHeader> mpegAudioHeaderAt(Bytes bytes)
+std::optional<MpegAudioHeader> mpegAudioHeaderAt(std::span<const std::uint8_t> bytes)
 {
     constexpr std::array<int, 16> kilobitsOfVersion1{0,   32,  40,  48,  56,  64,  80,  96,
                                                      112, 128, 160, 192, 224, 256, 320, 0};
