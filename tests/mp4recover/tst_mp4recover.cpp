@@ -173,6 +173,8 @@ private Q_SLOTS:
         QTest::newRow("size without rate")
             << QStringList{m_whole, out, QStringLiteral("--ch1"), QStringLiteral("320x180")} << 1;
         QTest::newRow("target is the source") << QStringList{m_whole, m_whole} << 1;
+        QTest::newRow("the sound would replace the target")
+            << QStringList{m_whole, QStringLiteral("%1/out.MP3")} << 1;
         QTest::newRow("no source") << QStringList{QStringLiteral("%1/none"), out} << 2;
         QTest::newRow("source is a folder") << QStringList{QStringLiteral("%1"), out} << 2;
         QTest::newRow("nothing in it") << QStringList{QStringLiteral("/dev/null"), out} << 2;
@@ -190,6 +192,15 @@ private Q_SLOTS:
         QVERIFY(!ended.output.isEmpty());
         QCOMPARE(QDir(m_folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("whole.mp4")});
         QCOMPARE(contents(m_whole), before);
+    }
+
+    void theSoundNeverReplacesTheSource()
+    {
+        const QString source = file(QStringLiteral("out.mp3"));
+        QVERIFY(QFile::copy(m_whole, source));
+        const Ended ended = run(program, {source, file(QStringLiteral("out.mp4"))});
+        QVERIFY2(ended.status == 1, qPrintable(ended.output));
+        QCOMPARE(contents(source), contents(m_whole));
     }
 
     void nothingIsLeftWhereNothingWasFound_data()

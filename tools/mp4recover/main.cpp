@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <new>
+#include <strings.h>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -56,11 +57,22 @@ void tell(const RepairReport &report)
         std::fprintf(stderr, "%s\n", remark.c_str());
 }
 
-void recover(const Options &options)
+/// Neither of the two files that are made may replace the source, nor one the other.
+void checkPaths(const Options &options)
 {
+    const std::string sound = soundPathFor(options.target);
     std::error_code ignored;
     if (std::filesystem::equivalent(options.source, options.target, ignored))
         throw Failure(ExitStatus::Usage, "source and target are the same file");
+    if (std::filesystem::equivalent(options.source, sound, ignored))
+        throw Failure(ExitStatus::Usage, "the sound would replace the source; take another target");
+    if (strcasecmp(sound.c_str(), options.target.c_str()) == 0)
+        throw Failure(ExitStatus::Usage, "the sound goes to a file of that name; take another target");
+}
+
+void recover(const Options &options)
+{
+    checkPaths(options);
     const auto source = MappedFile::open(options.source.c_str());
     if (!source)
         throw Failure(ExitStatus::Source, "cannot read " + options.source + ": " + std::strerror(errno));
