@@ -1,5 +1,5 @@
-#include "finder.h"
 #include "common/mpegaudio.h"
+#include "finder.h"
 #include "syntheticrecording.h"
 
 #include <algorithm>
@@ -85,6 +85,14 @@ private Q_SLOTS:
                 r.bytes().push_back(static_cast<std::uint8_t>(byte));
             r.addChance(90);
         }) << static_cast<int>(SoundKind::Aac);
+        // Uniform pictures repeat bytes that read as the beginning of a slice.
+        QTest::newRow("many false units within a picture") << 1 << Write([](SyntheticRecording &r) {
+            r.addPicture(0, 9000);
+            const Place picture = r.pictures[0].back();
+            for (std::uint64_t at = picture.begin + 40; at + 900 < picture.end; at += 800)
+                for (const int byte : {0x22, 0, 0, 0x03, 0x10, 0x41, 0x9a, 0x22, 0x11})
+                    r.bytes()[at++] = static_cast<std::uint8_t>(byte);
+        }) << none;
         // A length that swallows many pictures, as it stands in sound by chance.
         QTest::newRow("a false long unit") << 2 << Write([](SyntheticRecording &r) {
             if (r.pictures[0].size() == 40) {

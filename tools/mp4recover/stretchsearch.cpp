@@ -19,6 +19,8 @@ namespace score {
 constexpr double firstSlice = 4;
 // Units that never stand alone must have a neighbour.
 constexpr double laterSlice = -4;
+// Nothing before it says that it begins there. What is coded alike all over holds many such that are none.
+constexpr double unlinkedBefore = -4;
 constexpr double wellFormed = -3;
 constexpr double endUnit = -6;
 constexpr double damaged = -10;
@@ -94,7 +96,8 @@ public:
             if (m_candidates[i].isOpen)
                 continue;
             m_ways[i] = bestWay(i);
-            const double entered = m_ways[i].score + (isEntrance(m_candidates[i]) ? score::unitToUnit : 0);
+            const double entered =
+                m_ways[i].score + (isEntrance(m_candidates[i]) ? score::unitToUnit : score::unlinkedBefore);
             if (entered > m_bestScores[i]) {
                 m_bestScores[i] = entered;
                 m_bestFrom[i] = i;
