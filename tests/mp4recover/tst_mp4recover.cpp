@@ -224,16 +224,23 @@ private Q_SLOTS:
         QCOMPARE(QDir(m_folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("whole.mp4")});
     }
 
+    void tellsWhatItFound_data()
+    {
+        QTest::addColumn<QString>("size");
+        QTest::newRow("as recorded") << QStringLiteral("320x180@30");
+        QTest::newRow("as coded") << QStringLiteral("320x192@30");
+        QTest::newRow("of another recording") << QStringLiteral("1920x1080@30");
+    }
     void tellsWhatItFound()
     {
+        QFETCH(const QString, size);
         QByteArray bytes = contents(m_whole);
         bytes.truncate(bytes.lastIndexOf("moov") - 4);
         const QString source = file(QStringLiteral("cut.mov"));
         write(source, bytes);
-        const Ended ended =
-            run(program,
-                {source, file(QStringLiteral("out.mp4")), QStringLiteral("--ch1"),
-                 QStringLiteral("320x180@30"), QStringLiteral("--ch2"), QStringLiteral("320x180@30")});
+        const Ended ended = run(program,
+                                {source, file(QStringLiteral("out.mp4")), QStringLiteral("--ch1"), size,
+                                 QStringLiteral("--ch2"), size});
         QFile::remove(source);
         QVERIFY2(ended.status == 0, qPrintable(ended.output));
         for (int channel = 1; channel <= 2; ++channel) {

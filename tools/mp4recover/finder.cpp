@@ -4,6 +4,7 @@
 
 #include "common/mappedfile.h"
 #include "linker.h"
+#include "recordedsizes.h"
 #include "remains.h"
 #include "setschoice.h"
 #include "setsearch.h"
@@ -144,8 +145,9 @@ Findings findWithoutIndex(Bytes bytes, Span payload, const Landmarks &landmarks,
     findings.sound = std::move(remains.sound);
     findings.losses = std::move(remains.losses);
     const AccessUnits found = groupUnits(bytes, landmarks.codec, landmarks.units);
-    const std::vector<ChannelRequest> channels =
-        requests.empty() ? guessChannels(landmarks.codec, found, findings.losses) : requests;
+    const std::vector<ChannelRequest> channels = requests.empty()
+        ? guessChannels(landmarks.codec, found, findings.losses)
+        : withRecordedSizes(requests, found);
     findings.units = withoutLengths(found.units);
     Links links = linkChannels(landmarks.codec, found, channels, findings.losses);
     findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
