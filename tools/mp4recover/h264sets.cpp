@@ -194,6 +194,18 @@ int levelFor(const H264Guess &guess)
     return macroblocks <= 3600 ? 40 : macroblocks <= 8192 ? 50 : 52;
 }
 
+/// Usability information with nothing but how many pictures a decoder holds back.
+void writeReordering(BitWriter &writer, const H264Guess &guess)
+{
+    writer.bits(0, 8); // no aspect ratio .. no pic_struct
+    writer.flag(true);
+    writer.flag(true);
+    for (const int value : {0, 0, 16, 16}) // nothing said of sizes; vectors as long as can be
+        writer.unsignedGolomb(static_cast<unsigned>(value));
+    writer.unsignedGolomb(static_cast<unsigned>(guess.reorderFrames));
+    writer.unsignedGolomb(static_cast<unsigned>(std::max(guess.reorderFrames, guess.maxReferenceFrames)));
+}
+
 } // namespace
 
 std::optional<H264Sequence> parseH264Sequence(UnitBytes unit)
@@ -297,7 +309,9 @@ ParameterSet buildH264Sequence(const H264Guess &guess)
     if (cropRight > 0 || cropBottom > 0)
         for (const int edge : {0, cropRight, 0, cropBottom})
             writer.unsignedGolomb(static_cast<unsigned>(edge));
-    writer.flag(false);
+    writer.flag(guess.reorderFrames > 0);
+    if (guess.reorderFrames > 0)
+        writeReordering(writer, guess);
     return writer.finish();
 }
 
@@ -308,7 +322,7 @@ ParameterSet buildH264Picture(const H264Guess &guess)
     writer.unsignedGolomb(static_cast<unsigned>(guess.pictureId));
     writer.unsignedGolomb(static_cast<unsigned>(guess.sequenceId));
     writer.flag(guess.isCabac);
-    writer.flag(false);
+    writer.flag(guess.hasFieldOrder);
     writer.unsignedGolomb(0);
     writer.unsignedGolomb(static_cast<unsigned>(guess.referenceCount - 1));
     writer.unsignedGolomb(0);

@@ -89,7 +89,9 @@ struct H264Guess {
     int orderType = 2;
     int log2MaxOrderLsb = 4;
     int maxReferenceFrames = 4;
+    int reorderFrames = 0; ///< more than 0: said in the set, or a decoder finds out too late
     bool isFrameOnly = true;
+    bool hasFieldOrder = false; ///< bottom_field_pic_order_in_frame_present_flag
     bool isCabac = true;
     bool hasTransform8x8 = false;
     bool hasDeblockingControl = true;

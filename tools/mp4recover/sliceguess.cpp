@@ -63,7 +63,15 @@ double frameNumberFit(const std::vector<Header> &headers, int width)
 struct OrderFit {
     double evenSteps = 0;
     double singleSteps = 0;
+    int reorderPictures = 0;
 };
+
+/// How many of the pictures are shown after the last one, though they come before it.
+int countShownLater(const std::vector<std::int32_t> &orders)
+{
+    const auto later = [&orders](std::int32_t order) { return order > orders.back(); };
+    return static_cast<int>(std::count_if(orders.begin(), orders.end(), later));
+}
 
 OrderFit orderFit(const std::vector<Header> &headers, int frameNumberWidth, int width)
 {
@@ -73,6 +81,8 @@ OrderFit orderFit(const std::vector<Header> &headers, int frameNumberWidth, int 
     std::size_t even = 0;
     std::size_t odd = 0;
     std::size_t counted = 0;
+    std::vector<std::int32_t> orders; // since the last IDR, over the wraps
+    int reordered = 0;
     for (std::size_t i = 0; i < headers.size(); ++i) {
         BitReader reader = *headers[i].behindId;
         reader.skip(static_cast<unsigned>(frameNumberWidth));
@@ -85,6 +95,10 @@ OrderFit orderFit(const std::vector<Header> &headers, int frameNumberWidth, int 
         if (step < -range / 2)
             step += range;
         before = lsb;
+        if (headers[i].isIdr)
+            orders.clear();
+        orders.push_back(orders.empty() ? lsb : orders.back() + step);
+        reordered = std::max(reordered, countShownLater(orders));
         if (i == 0)
             continue;
         ++counted;
@@ -98,7 +112,8 @@ OrderFit orderFit(const std::vector<Header> &headers, int frameNumberWidth, int 
         odd += isShort && (step == 1 || headers[i].isB) ? 1 : 0;
     }
     const auto all = double(std::max<std::size_t>(counted, 1));
-    return {double(even) / all, double(odd) / all};
+    constexpr int mostReordered = 16;
+    return {double(even) / all, double(odd) / all, std::min(reordered, mostReordered)};
 }
 
 } // namespace
@@ -125,9 +140,9 @@ HeaderGuess guessHeaders(Bytes bytes, const std::vector<Unit> &units, const Chan
     for (int width = narrowest; width <= widest; ++width) {
         const OrderFit fit = orderFit(headers, guess.log2MaxFrameNum, width);
         if (fit.evenSteps >= likely)
-            guess.orders.push_back({0, width});
+            guess.orders.push_back({0, width, fit.reorderPictures});
         else if (fit.singleSteps >= likely)
-            single.push_back({0, width});
+            single.push_back({0, width, fit.reorderPictures});
     }
     if (!guess.hasB)
         guess.orders.push_back({2, narrowest});

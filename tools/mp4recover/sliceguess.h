@@ -9,6 +9,7 @@
 struct OrderGuess {
     int orderType = 2; ///< pic_order_cnt_type
     int log2MaxOrderLsb = 4;
+    int reorderPictures = 0; ///< so many at most come before another in decode order and are shown after it
 };
 
 /// What the slice headers of pictures in decode order tell without parameter sets.

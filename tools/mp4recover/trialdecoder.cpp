@@ -3,29 +3,54 @@
 #include "decoderconfig.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <mutex>
+#include <string_view>
 
 namespace {
 
-/// The library's messages come by one function for the whole process, on the thread that decodes.
-thread_local int messageCount = 0;
+/// What the library said since this was last reset. Its messages come by one function for the whole process,
+/// on the thread that decodes.
+struct Messages {
+    int count = 0;
+    int faults = 0; ///< of these, all but those about pictures that aren't there
+    int column = 0; ///< of the macroblock that the first fault is about
+    int row = 0;
+};
+thread_local Messages messages;
 
-void countMessage(void *, int level, const char *, va_list)
+bool isAboutReferences(std::string_view format)
 {
-    if (level <= AV_LOG_WARNING)
-        ++messageCount;
+    return std::ranges::any_of(
+        std::array{"Missing reference", "reference picture missing", "rame num gap", "mmco: unref short",
+                   "co located POCs unavailable", "Could not find ref"},
+        [format](const char *part) { return format.find(part) != std::string_view::npos; });
+}
+
+void hear(void *, int level, const char *format, va_list arguments)
+{
+    if (level > AV_LOG_WARNING)
+        return;
+    ++messages.count;
+    if (isAboutReferences(format) || messages.faults++ > 0)
+        return;
+    std::array<char, 128> text{};
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    std::sscanf(text.data(), "error while decoding MB %d %d", &messages.column, &messages.row);
 }
 
 void listen()
 {
     static std::once_flag once;
-    std::call_once(once, [] { av_log_set_callback(countMessage); });
+    std::call_once(once, [] { av_log_set_callback(hear); });
 }
 
 } // namespace
 
-TrialDecoder::TrialDecoder(VideoCodec codec, const std::vector<ParameterSet> &sets)
-    : m_frame(av_frame_alloc())
+TrialDecoder::TrialDecoder(VideoCodec codec, const std::vector<ParameterSet> &sets, Stop stop)
+    : m_stop(stop)
+    , m_frame(av_frame_alloc())
     , m_received(av_frame_alloc())
     , m_packet(av_packet_alloc())
 {
@@ -43,9 +68,14 @@ TrialDecoder::TrialDecoder(VideoCodec codec, const std::vector<ParameterSet> &se
         m_codec->extradata_size = static_cast<int>(configuration.size());
     }
     m_codec->thread_count = 1; // so that its messages come on this thread
-    m_codec->err_recognition = AV_EF_EXPLODE;
-    messageCount = 0;
-    if (avcodec_open2(m_codec.get(), decoder, nullptr) < 0 || messageCount > 0)
+    if (stop == Stop::AtFirstMessage) {
+        m_codec->err_recognition = AV_EF_EXPLODE;
+    } else {
+        m_codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
+        m_codec->flags2 |= AV_CODEC_FLAG2_SHOW_ALL;
+    }
+    messages = {};
+    if (avcodec_open2(m_codec.get(), decoder, nullptr) < 0 || messages.count > 0)
         m_codec.reset();
 }
 
@@ -53,20 +83,21 @@ bool TrialDecoder::send(const AVPacket *packet)
 {
     if (!m_codec)
         return false;
-    messageCount = 0;
+    messages = {};
+    const bool isStrict = m_stop == Stop::AtFirstMessage;
     bool isGood = avcodec_send_packet(m_codec.get(), packet) >= 0;
-    while (isGood) {
+    while (isGood || !isStrict) {
         const int code = avcodec_receive_frame(m_codec.get(), m_received.get());
-        if (code == AVERROR(EAGAIN) || code == AVERROR_EOF)
+        if (code == AVERROR(EAGAIN) || code == AVERROR_EOF || (code < 0 && !isStrict))
             break;
-        isGood = code >= 0 && m_received->decode_error_flags == 0;
+        isGood = code >= 0 && (m_received->decode_error_flags == 0 || !isStrict);
         if (isGood) {
             ++m_pictures;
             av_frame_unref(m_frame.get());
             av_frame_move_ref(m_frame.get(), m_received.get());
         }
     }
-    return isGood && messageCount == 0;
+    return isStrict ? isGood && messages.count == 0 : messages.faults == 0;
 }
 
 bool TrialDecoder::decode(const Sample &sample)
@@ -79,6 +110,12 @@ bool TrialDecoder::decode(const Sample &sample)
 }
 
 bool TrialDecoder::finish() { return send(nullptr); }
+
+int TrialDecoder::macroblocksBeforeMessage() const
+{
+    constexpr int macroblock = 16;
+    return m_codec ? messages.row * ((m_codec->width + macroblock - 1) / macroblock) + messages.column : 0;
+}
 
 LumaView TrialDecoder::picture() const
 {
@@ -94,8 +131,20 @@ TrialResult tryDecoding(VideoCodec codec, const std::vector<ParameterSet> &sets,
     TrialDecoder decoder(codec, sets);
     const bool isDecoded = std::all_of(samples.begin(), samples.end(),
                                        [&decoder](const Sample &sample) { return decoder.decode(sample); });
+    const int macroblocks = isDecoded ? 0 : decoder.macroblocksBeforeMessage();
     const bool isClean = isDecoded && decoder.finish();
-    return {decoder.pictures(), isClean};
+    return {decoder.pictures(), macroblocks, isClean};
+}
+
+std::size_t countDecodable(VideoCodec codec, const std::vector<ParameterSet> &sets,
+                           const std::vector<Sample> &samples, std::size_t mostFaults)
+{
+    TrialDecoder decoder(codec, sets, TrialDecoder::Stop::Never);
+    std::size_t faults = 0;
+    std::size_t good = 0;
+    for (std::size_t i = 0; i < samples.size() && faults <= mostFaults; ++i)
+        ++(decoder.decode(samples[i]) ? good : faults);
+    return good;
 }
 
 Sample sampleOf(Bytes bytes, const std::vector<Unit> &units, VideoCodec codec, const Picture &picture)

@@ -6,15 +6,22 @@
 #include "parametersets.h"
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 /// One access unit as a sample: units behind their 4-byte lengths.
 using Sample = std::vector<std::uint8_t>;
 
-/// How many pictures a trial gave before the decoder's first message, and whether there was none.
+/// How far a trial came before the decoder's first message, and whether there was none.
 struct TrialResult {
     std::size_t pictures = 0;
+    int macroblocks = 0; ///< of the picture that the message is about, where it tells (H.264)
     bool isClean = false;
+
+    [[nodiscard]] bool isFartherThan(const TrialResult &other) const
+    {
+        return std::pair(pictures, macroblocks) > std::pair(other.pictures, other.macroblocks);
+    }
 };
 
 /// A decoded picture's luma, 8 bits a sample; valid while it is being looked at.
@@ -30,20 +37,27 @@ struct LumaView {
 class TrialDecoder
 {
 public:
+    enum class Stop {
+        AtFirstMessage,
+        Never, ///< goes on behind what can't be decoded; references that are missing aren't held against it
+    };
     /// Sets that parse, one of each kind at least.
-    TrialDecoder(VideoCodec codec, const std::vector<ParameterSet> &sets);
+    TrialDecoder(VideoCodec codec, const std::vector<ParameterSet> &sets, Stop stop = Stop::AtFirstMessage);
 
-    /// False at the first message; the decoder is of no use then.
+    /// False for a message; the decoder is of no use then if it stops there.
     [[nodiscard]] bool decode(const Sample &sample);
     /// What the decoder still holds comes out.
     [[nodiscard]] bool finish();
     [[nodiscard]] std::size_t pictures() const { return m_pictures; }
+    /// How many macroblocks of a picture came before the newest message; 0 where it doesn't tell.
+    [[nodiscard]] int macroblocksBeforeMessage() const;
     /// The newest decoded picture; none before the first.
     [[nodiscard]] LumaView picture() const;
 
 private:
     [[nodiscard]] bool send(const AVPacket *packet);
 
+    Stop m_stop;
     CodecPtr m_codec;
     FramePtr m_frame;
     FramePtr m_received; // asking for more empties it
@@ -54,6 +68,11 @@ private:
 /// Decodes all samples, or up to the first message.
 [[nodiscard]] TrialResult tryDecoding(VideoCodec codec, const std::vector<ParameterSet> &sets,
                                       const std::vector<Sample> &samples);
+
+/// How many of the samples can be decoded, also behind others that can't; stops when more than `mostFaults`
+/// of them failed.
+[[nodiscard]] std::size_t countDecodable(VideoCodec codec, const std::vector<ParameterSet> &sets,
+                                         const std::vector<Sample> &samples, std::size_t mostFaults);
 
 /// The picture's units but its parameter sets.
 [[nodiscard]] Sample sampleOf(Bytes bytes, const std::vector<Unit> &units, VideoCodec codec,
