@@ -6,8 +6,7 @@
 #include "linker.h"
 #include "recordedsizes.h"
 #include "remains.h"
-#include "setschoice.h"
-#include "setsearch.h"
+#include "setsofchannels.h"
 #include "staletail.h"
 #include "trustedindex.h"
 
@@ -120,20 +119,12 @@ void addSetsOf(const std::vector<IndexTrack> &tracks, std::vector<Channel> &chan
     }
 }
 
-/// What each channel can be decoded with.
+/// What each channel can be decoded with; empty where nothing is proven.
 std::vector<std::vector<ParameterSet>> setsByChannel(Bytes bytes, const Findings &findings)
 {
     std::vector<std::vector<ParameterSet>> sets;
-    for (const Channel &channel : findings.channels) {
-        const auto usedIds = usedPictureSets(bytes, findings.units, channel);
-        const ChosenSets chosen = chooseRecordedSets(channel, usedIds);
-        sets.push_back(chosen.units);
-        if (chosen.origin != ChosenSets::Origin::None)
-            continue;
-        const auto built = searchSets(bytes, findings.units, channel, usedIds);
-        if (built && built->cleanPictures > 0)
-            sets.back() = built->units;
-    }
+    for (ChosenSets &chosen : setsOfChannels(bytes, findings, findings.channels.size()))
+        sets.push_back(chosen.isProven ? std::move(chosen.units) : std::vector<ParameterSet>{});
     return sets;
 }
 

@@ -7,6 +7,7 @@ namespace {
 
 /// What all trials may decode, in macroblocks: about three seconds of one processor.
 constexpr std::int64_t macroblockBudget = 3'000'000;
+constexpr std::int64_t budgetForDamaged = 1'000'000;
 constexpr std::int64_t costOfOpening = 200; // in macroblocks
 constexpr int largestQp = 51;
 
@@ -164,7 +165,9 @@ private:
                 guessesForAnySlice(m_base.initialQp, false),
                 {m_samples.begin(),
                  m_samples.begin() + static_cast<std::ptrdiff_t>(std::min(few, m_samples.size()))});
-        return mostDecodable(extensions(m_best), m_samples);
+        std::vector<H264Guess> guesses = extensions(m_best);
+        guesses.insert(guesses.begin(), m_best);
+        return mostDecodable(guesses, m_samples);
     }
 
     /// The first of those with which most samples can be decoded.
@@ -174,7 +177,7 @@ private:
         H264Guess best = guesses.front();
         std::size_t most = 0;
         for (const H264Guess &guess : guesses) {
-            if (m_spent > macroblockBudget)
+            if (m_spent > budgetForDamaged)
                 break;
             const std::size_t good = countDecodable(VideoCodec::H264, buildH264Sets(guess, m_pictureIds),
                                                     samples, samples.size() - most);

@@ -1,250 +1,324 @@
 #include "h265search.h"
 
-#include "bitreader.h"
-#include "bytes.h"
+#include "h265sliceheader.h"
+#include "trialpicture.h"
 
 #include <algorithm>
-#include <cmath>
-#include <numeric>
+#include <array>
+#include <limits>
 
 namespace {
 
-constexpr std::int64_t sampleBudget = 1'500'000'000; // luma samples that trials may decode
-constexpr std::size_t lengthSize = 4;
-/// Pictures in a row are alike, also where a key frame comes behind predicted ones: nonsense goes on as
-/// nonsense, but never looks like the nonsense before it.
+/// Luma samples that trials may decode: some seconds of one processor.
+constexpr std::int64_t sampleBudget = 500'000'000;
+constexpr std::int64_t costOfOpening = 100'000; // in luma samples
+/// Pictures in a row are alike; nonsense that goes on as other nonsense isn't.
 constexpr double likeEnough = 0.5;
-constexpr std::size_t unitHeader = 2;
 
-/// The header of a key frame's first slice ends with a one and zeros up to the next byte; only few guesses of
-/// what stands before make it so.
-bool endsAtAlignment(const Sample &keyFrame, const H265Guess &guess)
-{
-    for (std::size_t at = 0; at + lengthSize + unitHeader < keyFrame.size();) {
-        const std::size_t size = bigEndian32(keyFrame.data() + at);
-        const std::size_t begin = at + lengthSize;
-        if (size > keyFrame.size() - begin)
-            return false;
-        const unsigned type = (keyFrame[begin] >> 1U) & 0x3fU;
-        at = begin + size;
-        if (type < 16 || type > 21)
-            continue;
-        BitReader reader(UnitBytes(keyFrame).subspan(begin + unitHeader, size - unitHeader));
-        reader.skip(2);
-        reader.unsignedGolomb(); // picture set
-        reader.unsignedGolomb(); // slice type
-        if (type != 19 && type != 20)
-            return true; // with reference sets: not worth reading here
-        if (guess.hasAdaptiveOffset)
-            reader.skip(2);
-        reader.signedGolomb(); // quantiser
-        reader.bit(); // filter across slices; the deblocking filter is on
-        if (guess.isWavefront)
-            if (const std::uint32_t entries = reader.unsignedGolomb(); entries > 0) {
-                const std::uint32_t width = reader.unsignedGolomb() + 1;
-                if (entries > 1000 || width > 32)
-                    return false;
-                reader.skip(entries * width);
-            }
-        bool isAligned = reader.flag();
-        while (reader.position() % 8 != 0)
-            isAligned = !reader.flag() && isAligned;
-        return isAligned && reader.isGood();
-    }
-    return false;
-}
+/// The guess for key frames, and what became of one.
+struct KeyTrial {
+    H265Guess guess;
+    double roughness = 0;
+    bool endsRight = false; ///< its last bytes are those of its last blocks
+};
 
-/// A decoder that lost its way ends a picture early, often without a message.
-bool isFilledToTheEnd(const LumaView &picture)
-{
-    if (!picture.samples)
-        return false;
-    constexpr int strip = 8;
-    for (int y = std::max(0, picture.height - strip); y < picture.height; ++y) {
-        const std::uint8_t *row = picture.samples + static_cast<std::size_t>(y) * picture.stride;
-        if (std::any_of(row + std::max(0, picture.width - strip), row + picture.width,
-                        [](std::uint8_t sample) { return sample != 0; }))
-            return true;
-    }
-    return false;
-}
-
-std::vector<double> smallPicture(const LumaView &picture)
-{
-    constexpr int step = 4;
-    std::vector<double> values;
-    for (int y = 0; y < picture.height; y += step)
-        for (int x = 0; x < picture.width; x += step)
-            values.push_back(
-                picture.samples[static_cast<std::size_t>(y) * picture.stride + static_cast<std::size_t>(x)]);
-    return values;
-}
-
-/// Correlation, from -1 to 1.
-double likeness(const std::vector<double> &a, const std::vector<double> &b)
-{
-    if (a.empty() || a.size() != b.size())
-        return 0;
-    const auto count = double(a.size());
-    const double meanA = std::accumulate(a.begin(), a.end(), 0.0) / count;
-    const double meanB = std::accumulate(b.begin(), b.end(), 0.0) / count;
-    double product = 0;
-    double powerA = 0;
-    double powerB = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        product += (a[i] - meanA) * (b[i] - meanB);
-        powerA += (a[i] - meanA) * (a[i] - meanA);
-        powerB += (b[i] - meanB) * (b[i] - meanB);
-    }
-    const double power = std::sqrt(powerA * powerB);
-    return power > 0 ? product / power : 0;
-}
+struct Blocks {
+    int minimum;
+    int tree;
+    int largestTransform;
+};
+/// log2 of the sizes, the usual ones first.
+constexpr std::array<Blocks, 11> blockSizes{{{3, 6, 5},
+                                             {3, 5, 5},
+                                             {3, 4, 4},
+                                             {4, 5, 5},
+                                             {4, 6, 5},
+                                             {4, 4, 4},
+                                             {5, 6, 5},
+                                             {3, 5, 4},
+                                             {3, 6, 4},
+                                             {5, 5, 5},
+                                             {4, 5, 4}}};
 
 class Search
 {
 public:
-    Search(const ChannelRequest &size, const std::vector<int> &pictureIds, const std::vector<Sample> &samples,
-           const Sample &otherKeyFrame)
+    Search(const ChannelRequest &size, const std::vector<int> &pictureIds, const std::vector<Sample> &samples)
         : m_pictureIds(pictureIds)
-        , m_otherKeyFrame(otherKeyFrame)
         , m_samples(samples)
-        , m_area(std::int64_t{size.width} * size.height)
     {
         m_base.width = size.width;
         m_base.height = size.height;
     }
 
-    std::optional<H265Guess> run()
+    H265Found run()
     {
-        for (const H265Guess &guess : guessesForKeyFrame())
-            if (const auto whole = extend(guess))
-                return whole;
-        return {};
+        m_headers = guessesForHeaders();
+        if (m_samples.empty())
+            return {m_headers.front(), 0};
+        std::vector<KeyTrial> trials;
+        std::vector<H265Guess> tried;
+        for (const H265Guess &header : m_headers) {
+            const bool isTried = std::any_of(tried.begin(), tried.end(), [&header](const H265Guess &other) {
+                return isKeyFrameAlike(other, header);
+            });
+            if (!isTried && tryKeyFrames(header, trials))
+                break;
+            tried.push_back(header);
+        }
+        std::stable_sort(trials.begin(), trials.end(), [](const KeyTrial &a, const KeyTrial &b) {
+            return std::pair(!a.endsRight, a.roughness) < std::pair(!b.endsRight, b.roughness);
+        });
+        if (trials.empty())
+            return {m_headers.front(), 0};
+        return extend(trials.front());
     }
 
 private:
-    [[nodiscard]] bool isClean(const H265Guess &guess, std::size_t pictures)
+    /// Whether their key frames have the same headers.
+    static bool isKeyFrameAlike(const H265Guess &a, const H265Guess &b)
     {
-        if (m_spent > sampleBudget)
-            return false;
-        TrialDecoder decoder(VideoCodec::H265, buildH265Sets(guess, m_pictureIds));
-        bool isGood = true;
-        std::vector<double> before;
-        m_leastLikeness = 1;
-        for (std::size_t i = 0; i < pictures && isGood; ++i) {
-            const std::size_t known = decoder.pictures();
-            isGood = decoder.decode(m_samples[i]);
-            if (!isGood || pictures == 1 || decoder.pictures() == known
-                || decoder.picture().samples == nullptr)
-                continue;
-            std::vector<double> now = smallPicture(decoder.picture());
-            if (!before.empty())
-                m_leastLikeness = std::min(m_leastLikeness, likeness(before, now));
-            before = std::move(now);
+        return a.isWavefront == b.isWavefront && a.hasAdaptiveOffset == b.hasAdaptiveOffset
+            && a.isFilteredAcrossSlices == b.isFilteredAcrossSlices;
+    }
+
+    /// What the slice headers of the group can be read with, the likeliest first.
+    [[nodiscard]] std::vector<H265Guess> guessesForHeaders() const
+    {
+        constexpr std::size_t most = 8;
+        std::vector<H265Guess> best{m_base};
+        std::size_t mostFitting = 0;
+        for (const H265Guess &guess : allHeaders()) {
+            const auto fits = [&guess](const Sample &sample) { return fitsSliceHeader(sample, guess); };
+            const auto fitting =
+                static_cast<std::size_t>(std::count_if(m_samples.begin(), m_samples.end(), fits));
+            if (fitting > mostFitting)
+                best.clear();
+            if (fitting >= mostFitting && fitting > 0 && best.size() < most)
+                best.push_back(guess);
+            mostFitting = std::max(fitting, mostFitting);
         }
-        isGood = isGood && decoder.finish() && decoder.pictures() == pictures;
-        m_spent += m_area * static_cast<std::int64_t>(decoder.pictures() + 1);
-        if (!isGood || !isFilledToTheEnd(decoder.picture()))
+        return best;
+    }
+
+    [[nodiscard]] std::vector<H265Guess> allHeaders() const
+    {
+        std::vector<H265Guess> all;
+        for (const int log2MaxOrderLsb : {8, 4, 16, 5, 6, 7, 9, 10, 12})
+            for (const bool isWavefront : {false, true})
+                for (const bool hasAdaptiveOffset : {true, false})
+                    for (const bool isFilteredAcrossSlices : {true, false})
+                        for (const bool hasReferenceSet : {false, true})
+                            for (const bool hasTemporalMotion : {true, false})
+                                for (const bool isWeighted : {false, true})
+                                    for (const int referenceCount : {1, 2, 3, 4}) {
+                                        H265Guess guess = m_base;
+                                        guess.log2MaxOrderLsb = log2MaxOrderLsb;
+                                        guess.isWavefront = isWavefront;
+                                        guess.hasAdaptiveOffset = hasAdaptiveOffset;
+                                        guess.isFilteredAcrossSlices = isFilteredAcrossSlices;
+                                        guess.hasReferenceSet = hasReferenceSet;
+                                        guess.hasTemporalMotion = hasTemporalMotion;
+                                        guess.isWeighted = isWeighted;
+                                        guess.referenceCount = referenceCount;
+                                        all.push_back(guess);
+                                    }
+        return all;
+    }
+
+    /// Tries what key frames depend on besides. True as soon as one stands out.
+    bool tryKeyFrames(const H265Guess &header, std::vector<KeyTrial> &trials)
+    {
+        for (const bool hasTransformSkip : {false, true})
+            for (const Blocks &blocks : blockSizes)
+                for (const bool hasSignHiding : {true, false})
+                    for (const int qpDeltaDepth : {1, 0, -1, 2, 3})
+                        for (const int depth : {0, 1, 2, 3}) {
+                            H265Guess guess = header;
+                            guess.log2MinCodingBlock = blocks.minimum;
+                            guess.log2CodingTree = blocks.tree;
+                            guess.log2MaxTransform = blocks.largestTransform;
+                            guess.hasSignHiding = hasSignHiding;
+                            guess.hasTransformSkip = hasTransformSkip;
+                            guess.hasQpDelta = qpDeltaDepth >= 0;
+                            guess.qpDeltaDepth = std::max(qpDeltaDepth, 0);
+                            guess.transformDepthIntra = depth;
+                            const bool isPossible = qpDeltaDepth <= blocks.tree - blocks.minimum
+                                && depth <= blocks.tree - 2 && fitsSliceHeader(m_samples.front(), guess);
+                            if (!isPossible)
+                                continue;
+                            m_endedEarly += tryKeyFrame(guess, trials) ? 0 : 1;
+                            if (doesOneStandOut(trials))
+                                return true;
+                            if (m_spent > sampleBudget)
+                                return false;
+                        }
+        return false;
+    }
+
+    /// True if the key frame is decoded to its end.
+    bool tryKeyFrame(const H265Guess &guess, std::vector<KeyTrial> &trials)
+    {
+        TrialDecoder decoder(VideoCodec::H265, buildH265Sets(guess, m_pictureIds));
+        const bool isDecoded = decoder.decode(m_samples.front()) && decoder.finish();
+        const LumaView picture = decoder.picture();
+        const bool isFilled = isFilledToTheEnd(picture);
+        m_spent += costOfOpening + std::int64_t{m_base.width} * m_base.height / (isFilled ? 1 : 2);
+        if (!isDecoded || !isFilled)
             return false;
-        m_newest = smallPicture(decoder.picture());
+        trials.push_back({guess, roughness(picture), endsRight(guess, picture)});
         return true;
     }
 
-    /// Many guesses get through without a message, but what they make of two key frames has nothing in
-    /// common.
-    [[nodiscard]] double likenessOfKeyFrames(const H265Guess &guess)
+    /// Whether other bytes at the end of the key frame change the end of the picture and nothing else. More
+    /// than the last ones are tried, since these may be chroma.
+    bool endsRight(const H265Guess &guess, const LumaView &picture)
     {
-        const std::vector<double> first = m_newest;
+        constexpr int atTheEnd = 3;
+        constexpr int part = 30;
+        const int size = 1 << guess.log2CodingTree;
+        const int count = countBlocks(picture, size);
+        int first = count;
+        for (const std::size_t changed : {5U, 24U, 96U}) {
+            if (first < count)
+                break;
+            TrialDecoder other(VideoCodec::H265, buildH265Sets(guess, m_pictureIds));
+            m_spent += std::int64_t{m_base.width} * m_base.height;
+            if (!other.decode(withOtherEnd(m_samples.front(), changed)) || !other.finish())
+                return false;
+            first = firstDifferentBlock(picture, other.picture(), size);
+        }
+        return first < count && first >= count - std::max(atTheEnd, count / part);
+    }
+
+    /// Whether one that ends right is much smoother than the nonsense of the others.
+    [[nodiscard]] bool doesOneStandOut(const std::vector<KeyTrial> &trials) const
+    {
+        constexpr std::size_t enough = 12;
+        constexpr double smoother = 0.6;
+        std::vector<double> others;
+        double smoothest = std::numeric_limits<double>::max();
+        for (const KeyTrial &trial : trials) {
+            if (trial.endsRight)
+                smoothest = std::min(smoothest, trial.roughness);
+            else
+                others.push_back(trial.roughness);
+        }
+        if (others.size() == trials.size() || others.size() + m_endedEarly < enough)
+            return false;
+        if (others.empty())
+            return true;
+        const auto middle = others.begin() + static_cast<std::ptrdiff_t>(others.size() / 2);
+        std::nth_element(others.begin(), middle, others.end());
+        return smoothest < smoother * *middle;
+    }
+
+    /// The guess with what predicted pictures depend on besides.
+    [[nodiscard]] std::vector<H265Guess> extensions(const H265Guess &key) const
+    {
+        std::vector<H265Guess> all;
+        for (const H265Guess &header : m_headers) {
+            if (!isKeyFrameAlike(header, key))
+                continue;
+            for (const bool hasAsymmetricPartitions : {false, true})
+                for (const int depth : {0, 1, 2, 3}) {
+                    H265Guess guess = key;
+                    guess.log2MaxOrderLsb = header.log2MaxOrderLsb;
+                    guess.hasReferenceSet = header.hasReferenceSet;
+                    guess.hasTemporalMotion = header.hasTemporalMotion;
+                    guess.isWeighted = header.isWeighted;
+                    guess.referenceCount = header.referenceCount;
+                    guess.hasAsymmetricPartitions = hasAsymmetricPartitions;
+                    guess.transformDepthInter = depth;
+                    all.push_back(guess);
+                }
+        }
+        return all;
+    }
+
+    /// Of these what makes the smoothest pictures.
+    H265Found extend(const KeyTrial &key)
+    {
+        constexpr std::size_t few = 12;
+        const std::size_t count = std::min(m_samples.size(), few);
+        H265Guess best = key.guess;
+        Course farthest;
+        m_spent = 0;
+        for (const H265Guess &guess : extensions(key.guess)) {
+            if (m_spent > sampleBudget)
+                break;
+            const Course course = follow(guess, count);
+            if (course.isBetterThan(farthest)) {
+                best = guess;
+                farthest = course;
+            }
+        }
+        return {best, key.endsRight ? follow(best, m_samples.size()).pictures : 0};
+    }
+
+    /// How far pictures go on alike without a message, and how rough they are.
+    struct Course {
+        std::size_t pictures = 0;
+        double roughness = 0;
+        [[nodiscard]] bool isBetterThan(const Course &other) const
+        {
+            return std::pair(pictures, other.roughness) > std::pair(other.pictures, roughness);
+        }
+    };
+    Course follow(const H265Guess &guess, std::size_t count)
+    {
         TrialDecoder decoder(VideoCodec::H265, buildH265Sets(guess, m_pictureIds));
-        m_spent += m_area;
-        if (!decoder.decode(m_otherKeyFrame) || !decoder.finish() || !isFilledToTheEnd(decoder.picture()))
-            return 0;
-        return likeness(first, smallPicture(decoder.picture()));
+        Course course;
+        std::vector<double> before;
+        const auto look = [&](std::size_t known) {
+            if (decoder.pictures() == known)
+                return true;
+            std::vector<double> now = smallPicture(decoder.picture());
+            course.roughness += roughness(decoder.picture());
+            const bool isLike = before.empty() || likeness(before, now) > likeEnough;
+            before = std::move(now);
+            return isLike;
+        };
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::size_t known = decoder.pictures();
+            m_spent += std::int64_t{m_base.width} * m_base.height;
+            if (!decoder.decode(m_samples[i]) || !look(known))
+                return course;
+            course.pictures = decoder.pictures();
+        }
+        const std::size_t known = decoder.pictures();
+        if (decoder.finish() && look(known))
+            course.pictures = decoder.pictures();
+        return course;
     }
 
-    /// What key frames depend on, the likeliest first: many guesses get through without a message.
-    std::vector<H265Guess> guessesForKeyFrame()
+    /// The same sample but for some bytes before its last one.
+    static Sample withOtherEnd(Sample sample, std::size_t changed)
     {
-        struct Blocks {
-            int minimum;
-            int tree;
-        };
-        struct Survivor {
-            double likeness;
-            H265Guess guess;
-        };
-        std::vector<Survivor> survivors;
-        for (const Blocks &blocks : {Blocks{3, 6}, {3, 5}, {3, 4}, {4, 5}, {4, 6}, {4, 4}, {5, 6}})
-            for (const bool isWavefront : {false, true})
-                for (const bool hasAdaptiveOffset : {true, false})
-                    for (const bool hasSignHiding : {true, false})
-                        for (const int qpDeltaDepth : {-1, 0, 1, 2})
-                            for (const int depth : {0, 1, 2}) {
-                                H265Guess guess = m_base;
-                                guess.log2MinCodingBlock = blocks.minimum;
-                                guess.log2CodingTree = blocks.tree;
-                                guess.log2MaxTransform = std::min(blocks.tree, 5);
-                                guess.isWavefront = isWavefront;
-                                guess.hasAdaptiveOffset = hasAdaptiveOffset;
-                                guess.hasSignHiding = hasSignHiding;
-                                guess.hasQpDelta = qpDeltaDepth >= 0;
-                                guess.qpDeltaDepth = std::max(qpDeltaDepth, 0);
-                                guess.transformDepthIntra = depth;
-                                const bool isPossible = qpDeltaDepth <= blocks.tree - blocks.minimum
-                                    && endsAtAlignment(m_samples.front(), guess);
-                                if (isPossible && isClean(guess, 1))
-                                    survivors.push_back({likenessOfKeyFrames(guess), guess});
-                            }
-        std::stable_sort(survivors.begin(), survivors.end(),
-                         [](const Survivor &a, const Survivor &b) { return a.likeness > b.likeness; });
-        std::vector<H265Guess> likely;
-        constexpr std::size_t most = 6;
-        for (const Survivor &survivor : survivors)
-            if (likely.size() < most)
-                likely.push_back(survivor.guess);
-        return likely;
-    }
-
-    /// What predicted pictures depend on besides.
-    std::optional<H265Guess> extend(const H265Guess &base)
-    {
-        for (const int log2MaxOrderLsb : {8, 4, 16})
-            for (const bool hasTemporalMotion : {true, false})
-                for (const bool isWeighted : {false, true})
-                    for (const bool hasAsymmetricPartitions : {false, true})
-                        for (const int depth : {0, 1, 2})
-                            for (const int referenceCount : {1, 2, 3}) {
-                                H265Guess guess = base;
-                                guess.log2MaxOrderLsb = log2MaxOrderLsb;
-                                guess.hasTemporalMotion = hasTemporalMotion;
-                                guess.isWeighted = isWeighted;
-                                guess.hasAsymmetricPartitions = hasAsymmetricPartitions;
-                                guess.transformDepthInter = depth;
-                                guess.referenceCount = referenceCount;
-                                if (isClean(guess, m_samples.size()) && m_leastLikeness > likeEnough)
-                                    return guess;
-                            }
-        return {};
+        constexpr std::uint8_t other = 0x2a;
+        constexpr std::uint8_t harmless = 0x55; // small bytes would look like start codes
+        for (std::size_t i = sample.size() - std::min(sample.size(), changed + 1); i + 1 < sample.size();
+             ++i) {
+            sample[i] ^= other;
+            sample[i] = sample[i] < 4 ? harmless : sample[i];
+        }
+        return sample;
     }
 
     const std::vector<int> &m_pictureIds;
-    const Sample &m_otherKeyFrame;
     const std::vector<Sample> &m_samples;
-    std::int64_t m_area;
+    std::vector<H265Guess> m_headers;
     std::int64_t m_spent = 0;
-    std::vector<double> m_newest; ///< of the last clean trial
-    double m_leastLikeness = 1; ///< of two pictures in a row in the last trial
+    std::size_t m_endedEarly = 0; ///< trials that don't reach the end of the key frame
     H265Guess m_base;
 };
 
 } // namespace
 
-std::optional<H265Guess> searchH265Sets(const ChannelRequest &size, const std::vector<int> &pictureIds,
-                                        const std::vector<Sample> &samples, const Sample &otherKeyFrame)
+H265Found searchH265Sets(const ChannelRequest &size, const std::vector<int> &pictureIds,
+                         const std::vector<Sample> &samples)
 {
-    if (samples.empty() || otherKeyFrame.empty())
-        return {};
-    return Search(size, pictureIds, samples, otherKeyFrame).run();
+    return Search(size, pictureIds, samples).run();
 }
 
 std::vector<ParameterSet> buildH265Sets(H265Guess guess, const std::vector<int> &pictureIds)

@@ -4,15 +4,16 @@
 #include "parametersets.h"
 #include "trialdecoder.h"
 
-#include <optional>
 #include <vector>
 
-/// Sets of H.265 for a group of pictures that begins with a key frame, found by decoding it and by comparing
-/// what becomes of its key frame with `otherKeyFrame`, one of another group. Covers encoders that write their
-/// reference sets into the slices; none if no guess gets through.
-[[nodiscard]] std::optional<H265Guess> searchH265Sets(const ChannelRequest &size,
-                                                      const std::vector<int> &pictureIds,
-                                                      const std::vector<Sample> &samples,
-                                                      const Sample &otherKeyFrame);
+/// Sets of H.265 for pictures in a row, at best a whole group from its key frame on, found by their slice
+/// headers, by decoding them, and by what they look like then. Covers encoders that write their reference
+/// sets into the slices, or refer to the picture before only.
+struct H265Found {
+    H265Guess guess;
+    std::size_t cleanPictures = 0; ///< so many look decoded with it, from the first one on
+};
+[[nodiscard]] H265Found searchH265Sets(const ChannelRequest &size, const std::vector<int> &pictureIds,
+                                       const std::vector<Sample> &samples);
 
 [[nodiscard]] std::vector<ParameterSet> buildH265Sets(H265Guess guess, const std::vector<int> &pictureIds);

@@ -1,7 +1,6 @@
 #include "parametersets.h"
 
 #include "bitreader.h"
-#include "bitwriter.h"
 
 #include <algorithm>
 
@@ -262,31 +261,6 @@ void readReferenceSets(Fields &fields, int log2MaxOrderLsb)
     }
 }
 
-void writeProfile(BitWriter &writer)
-{
-    constexpr std::uint32_t mainCompatibility = 0x60000000;
-    writer.bits(1, 8);
-    writer.bits(mainCompatibility, 32);
-    writer.bits(0x9, 4); // progressive, frames only
-    writer.bits(0, 32);
-    writer.bits(0, 12);
-    writer.bits(153, 8); // level 5.1
-}
-
-void writeOrdering(BitWriter &writer, const H265Guess &guess)
-{
-    writer.flag(true);
-    writer.unsignedGolomb(static_cast<unsigned>(guess.decodedPictures - 1));
-    writer.unsignedGolomb(static_cast<unsigned>(guess.reorderPictures));
-    writer.unsignedGolomb(0);
-}
-
-void writeHeader(BitWriter &writer, unsigned type)
-{
-    writer.bits(type << 1U, 8);
-    writer.bits(1, 8);
-}
-
 } // namespace
 
 std::optional<H265Video> parseH265Video(UnitBytes unit)
@@ -407,120 +381,4 @@ std::optional<H265Picture> parseH265Picture(UnitBytes unit)
     if (!fields.isSound() || (!isExtended && !fields.end()))
         return {};
     return picture;
-}
-
-ParameterSet buildH265Video(const H265Guess &guess)
-{
-    BitWriter writer;
-    writeHeader(writer, videoType);
-    writer.bits(0x0c, 8); // id 0, one layer
-    writer.bits(0, 4);
-    writer.bits(1, 4); // one sub-layer, nested
-    writer.bits(0xffff, 16);
-    writeProfile(writer);
-    writeOrdering(writer, guess);
-    writer.bits(0, 6);
-    writer.unsignedGolomb(0);
-    writer.bits(0, 2);
-    return writer.finish();
-}
-
-ParameterSet buildH265Sequence(const H265Guess &guess)
-{
-    const int unit = 1 << guess.log2MinCodingBlock;
-    const int width = (guess.width + unit - 1) / unit * unit;
-    const int height = (guess.height + unit - 1) / unit * unit;
-    BitWriter writer;
-    writeHeader(writer, sequenceType);
-    writer.bits(1, 8); // video set 0, one sub-layer, nested
-    writeProfile(writer);
-    writer.unsignedGolomb(static_cast<unsigned>(guess.sequenceId));
-    writer.unsignedGolomb(1);
-    writer.unsignedGolomb(static_cast<unsigned>(width));
-    writer.unsignedGolomb(static_cast<unsigned>(height));
-    const bool isCropped = width != guess.width || height != guess.height;
-    writer.flag(isCropped);
-    if (isCropped)
-        for (const int edge : {0, (width - guess.width) / 2, 0, (height - guess.height) / 2})
-            writer.unsignedGolomb(static_cast<unsigned>(edge));
-    writer.unsignedGolomb(0);
-    writer.unsignedGolomb(0);
-    writer.unsignedGolomb(static_cast<unsigned>(guess.log2MaxOrderLsb - 4));
-    writeOrdering(writer, guess);
-    writer.unsignedGolomb(static_cast<unsigned>(guess.log2MinCodingBlock - 3));
-    writer.unsignedGolomb(static_cast<unsigned>(guess.log2CodingTree - guess.log2MinCodingBlock));
-    writer.unsignedGolomb(static_cast<unsigned>(guess.log2MinTransform - 2));
-    writer.unsignedGolomb(static_cast<unsigned>(guess.log2MaxTransform - guess.log2MinTransform));
-    writer.unsignedGolomb(static_cast<unsigned>(guess.transformDepthInter));
-    writer.unsignedGolomb(static_cast<unsigned>(guess.transformDepthIntra));
-    writer.flag(false);
-    writer.flag(guess.hasAsymmetricPartitions);
-    writer.flag(guess.hasAdaptiveOffset);
-    writer.flag(false);
-    writer.unsignedGolomb(0); // reference sets stand in the slices
-    writer.flag(false);
-    writer.flag(guess.hasTemporalMotion);
-    writer.flag(guess.hasStrongIntraSmoothing);
-    writer.bits(0, 2);
-    return writer.finish();
-}
-
-ParameterSet buildH265Picture(const H265Guess &guess)
-{
-    BitWriter writer;
-    writeHeader(writer, pictureType);
-    writer.unsignedGolomb(static_cast<unsigned>(guess.pictureId));
-    writer.unsignedGolomb(static_cast<unsigned>(guess.sequenceId));
-    writer.bits(0, 5);
-    writer.flag(guess.hasSignHiding);
-    writer.flag(false);
-    writer.unsignedGolomb(static_cast<unsigned>(guess.referenceCount - 1));
-    writer.unsignedGolomb(0);
-    writer.signedGolomb(0);
-    writer.bits(0, 2);
-    writer.flag(guess.hasQpDelta);
-    if (guess.hasQpDelta)
-        writer.unsignedGolomb(static_cast<unsigned>(guess.qpDeltaDepth));
-    writer.signedGolomb(0);
-    writer.signedGolomb(0);
-    writer.flag(false);
-    writer.flag(guess.isWeighted);
-    writer.bits(0, 3);
-    writer.flag(guess.isWavefront);
-    writer.flag(true); // in-loop filter across slices
-    writer.bits(0, 3);
-    writer.unsignedGolomb(0);
-    writer.bits(0, 2);
-    return writer.finish();
-}
-
-std::optional<ParameterSet> withH265Ids(UnitBytes set, int sequenceId, int pictureId)
-{
-    if (set.size() <= headerBytes || (!hasType(set, sequenceType) && !hasType(set, pictureType)))
-        return {};
-    BitReader reader(set);
-    BitWriter writer;
-    const auto copy = [&reader, &writer](unsigned count) {
-        for (; count > 0; --count)
-            writer.flag(reader.flag());
-    };
-    copy(8 * headerBytes);
-    if (hasType(set, sequenceType)) {
-        copy(4);
-        const std::uint32_t furtherLayers = reader.bits(3);
-        if (furtherLayers != 0) // never seen in a camera; its profiles would have to be copied one by one
-            return {};
-        writer.bits(furtherLayers, 3);
-        copy(1 + 96);
-    } else {
-        reader.unsignedGolomb();
-        writer.unsignedGolomb(static_cast<unsigned>(pictureId));
-    }
-    reader.unsignedGolomb();
-    writer.unsignedGolomb(static_cast<unsigned>(sequenceId));
-    if (!reader.isGood())
-        return {};
-    for (std::uint64_t count = reader.countDataBits(); count > 0; --count)
-        writer.flag(reader.flag());
-    return writer.finish();
 }

@@ -124,8 +124,11 @@ struct H265Guess {
     bool hasSignHiding = true;
     bool hasQpDelta = true;
     int qpDeltaDepth = 1;
+    bool hasTransformSkip = false;
     bool isWavefront = false; ///< entropy_coding_sync_enabled_flag
+    bool isFilteredAcrossSlices = true; ///< pps_loop_filter_across_slices_enabled_flag
     bool isWeighted = false;
+    bool hasReferenceSet = false; ///< one: the picture before; else they stand in the slices
     int referenceCount = 1;
     int decodedPictures = 5; ///< sps_max_dec_pic_buffering
     int reorderPictures = 2;

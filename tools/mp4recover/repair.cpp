@@ -5,15 +5,13 @@
 #include "mp4writer.h"
 #include "outputfile.h"
 #include "pictureorder.h"
-#include "setschoice.h"
-#include "setsearch.h"
+#include "setsofchannels.h"
 #include "sound.h"
 #include "soundformat.h"
 #include "timing.h"
 
 #include <algorithm>
 #include <future>
-#include <map>
 #include <optional>
 
 namespace {
@@ -24,43 +22,6 @@ struct Plan {
     ChosenSets sets;
     VideoTimes times;
 };
-
-ChosenSets asChosen(VideoCodec codec, BuiltSets built)
-{
-    ChosenSets chosen;
-    chosen.origin = ChosenSets::Origin::Built;
-    chosen.units = std::move(built.units);
-    readChosen(codec, chosen);
-    return chosen;
-}
-
-/// The sets of each channel. Where none are found by decoding they are made like another channel's: cameras
-/// code all channels alike.
-std::vector<ChosenSets> setsForAll(Bytes source, const Findings &findings, std::size_t count)
-{
-    std::vector<ChosenSets> all(count);
-    std::optional<BuiltSets> best;
-    std::vector<std::size_t> doubtful;
-    std::vector<std::map<int, std::size_t>> usedIds;
-    for (std::size_t i = 0; i < count; ++i) {
-        const Channel &channel = findings.channels[i];
-        usedIds.push_back(usedPictureSets(source, findings.units, channel));
-        all[i] = chooseRecordedSets(channel, usedIds[i]);
-        if (all[i].origin != ChosenSets::Origin::None)
-            continue;
-        const auto built = searchSets(source, findings.units, channel, usedIds[i]);
-        if (!built || built->cleanPictures == 0)
-            doubtful.push_back(i);
-        if (built)
-            all[i] = asChosen(channel.codec, *built);
-        if (built && (!best || built->cleanPictures > best->cleanPictures))
-            best = built;
-    }
-    for (const std::size_t i : doubtful)
-        if (const auto like = best ? setsLike(*best, findings.channels[i], usedIds[i]) : std::nullopt)
-            all[i] = asChosen(findings.channels[i].codec, *like);
-    return all;
-}
 
 VideoTimes timesFor(Bytes source, const Findings &findings, const Plan &plan, const ClockLine &clock)
 {
@@ -101,7 +62,7 @@ std::vector<Plan> planChannels(Bytes source, const Findings &findings, const Clo
 {
     std::vector<Plan> plans;
     const std::size_t count = tracksNeeded(findings);
-    std::vector<ChosenSets> sets = setsForAll(source, findings, count);
+    std::vector<ChosenSets> sets = setsOfChannels(source, findings, count);
     for (std::size_t i = 0; i < count; ++i) {
         Plan plan{&findings.channels[i], std::move(sets[i]), {}};
         plan.times = timesFor(source, findings, plan, clock);

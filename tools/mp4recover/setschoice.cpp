@@ -108,37 +108,12 @@ const PictureSet *matching(const Recorded &recorded, int id)
     return nullptr;
 }
 
-} // namespace
-
-std::map<int, std::size_t> usedPictureSets(Bytes bytes, const std::vector<Unit> &units,
-                                           const Channel &channel)
+/// The sets under the ids in use, those that have them already before others. None if there is no such set.
+ChosenSets withUsedIds(const Channel &channel, const Recorded &recorded,
+                       const std::map<int, std::size_t> &usedIds)
 {
-    std::map<int, std::size_t> used;
-    for (const Picture &picture : channel.pictures) {
-        for (std::uint32_t i = picture.firstUnit; i < picture.firstUnit + picture.unitCount; ++i) {
-            const Unit &unit = units[i];
-            if (unit.size < 3 || !isSlice(channel.codec, unit.type))
-                continue;
-            const Bytes head = bytes.subspan(unit.offset, std::min<std::size_t>(unit.size, sliceHeaderBytes));
-            if (const auto id = pictureSetOf(head, channel.codec))
-                ++used[*id];
-            break;
-        }
-    }
-    // A few that stand alone come from garbage.
-    std::erase_if(used,
-                  [&channel](const auto &entry) { return entry.second * 100 < channel.pictures.size(); });
-    return used;
-}
-
-ChosenSets chooseRecordedSets(const Channel &channel, const std::map<int, std::size_t> &usedIds)
-{
-    Recorded recorded = recordedSets(channel);
-    const auto fits = [&channel](const Sequence &sequence) { return isOfSize(sequence, channel.request); };
-    if (std::any_of(recorded.sequences.begin(), recorded.sequences.end(), fits))
-        std::erase_if(recorded.sequences, [&fits](const Sequence &sequence) { return !fits(sequence); });
     ChosenSets chosen;
-    if (recorded.sequences.empty() || recorded.pictures.empty()
+    if (recorded.sequences.empty() || recorded.pictures.empty() || usedIds.empty()
         || (channel.codec == VideoCodec::H265 && !recorded.video))
         return chosen;
     chosen.origin = ChosenSets::Origin::Recorded;
@@ -164,10 +139,55 @@ ChosenSets chooseRecordedSets(const Channel &channel, const std::map<int, std::s
         add(chosen.units, *other);
         chosen.origin = ChosenSets::Origin::Renumbered;
     }
-    if (usedIds.empty())
-        return {};
     readChosen(channel.codec, chosen);
     return chosen;
+}
+
+} // namespace
+
+std::map<int, std::size_t> usedPictureSets(Bytes bytes, const std::vector<Unit> &units,
+                                           const Channel &channel)
+{
+    std::map<int, std::size_t> used;
+    for (const Picture &picture : channel.pictures) {
+        for (std::uint32_t i = picture.firstUnit; i < picture.firstUnit + picture.unitCount; ++i) {
+            const Unit &unit = units[i];
+            if (unit.size < 3 || !isSlice(channel.codec, unit.type))
+                continue;
+            const Bytes head = bytes.subspan(unit.offset, std::min<std::size_t>(unit.size, sliceHeaderBytes));
+            if (const auto id = pictureSetOf(head, channel.codec))
+                ++used[*id];
+            break;
+        }
+    }
+    // A few that stand alone come from garbage.
+    std::erase_if(used,
+                  [&channel](const auto &entry) { return entry.second * 100 < channel.pictures.size(); });
+    return used;
+}
+
+std::vector<ChosenSets> recordedCandidates(const Channel &channel, const std::map<int, std::size_t> &usedIds)
+{
+    constexpr std::size_t most = 12;
+    Recorded recorded = recordedSets(channel);
+    const auto fits = [&channel](const Sequence &sequence) { return isOfSize(sequence, channel.request); };
+    std::stable_partition(recorded.sequences.begin(), recorded.sequences.end(), fits);
+    std::vector<ChosenSets> candidates;
+    const auto offer = [&](const Recorded &some) {
+        ChosenSets chosen = withUsedIds(channel, some, usedIds);
+        const bool isKnown = std::any_of(candidates.begin(), candidates.end(), [&](const ChosenSets &other) {
+            return other.units == chosen.units;
+        });
+        if (chosen.origin != ChosenSets::Origin::None && !isKnown && candidates.size() < most)
+            candidates.push_back(std::move(chosen));
+    };
+    Recorded fitting = recorded;
+    std::erase_if(fitting.sequences, [&fits](const Sequence &sequence) { return !fits(sequence); });
+    offer(fitting.sequences.empty() ? recorded : fitting);
+    for (const Sequence &sequence : recorded.sequences)
+        for (const PictureSet &picture : recorded.pictures)
+            offer({recorded.video, {sequence}, {picture}});
+    return candidates;
 }
 
 void readChosen(VideoCodec codec, ChosenSets &chosen)

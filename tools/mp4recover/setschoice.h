@@ -12,6 +12,7 @@
 struct ChosenSets {
     enum class Origin { Recorded, Renumbered, Built, None };
     Origin origin = Origin::None;
+    bool isProven = false; ///< pictures were decoded with them
     std::vector<ParameterSet> units;
     ChannelSets read; ///< the same, parsed
     int width = 0;
@@ -23,10 +24,10 @@ struct ChosenSets {
 [[nodiscard]] std::map<int, std::size_t> usedPictureSets(Bytes bytes, const std::vector<Unit> &units,
                                                          const Channel &channel);
 
-/// Chooses among the channel's own sets; where the ids are not those that slices use the sets are given
-/// these. Origin `None` if a sequence or picture set is missing.
-[[nodiscard]] ChosenSets chooseRecordedSets(const Channel &channel,
-                                            const std::map<int, std::size_t> &usedIds);
+/// What the channel can be played with of its own sets, the likeliest first. Where the ids are not those that
+/// slices use the sets are given these. Empty if a sequence or picture set is missing.
+[[nodiscard]] std::vector<ChosenSets> recordedCandidates(const Channel &channel,
+                                                         const std::map<int, std::size_t> &usedIds);
 
 /// Fills in what follows from `units`.
 void readChosen(VideoCodec codec, ChosenSets &chosen);

@@ -58,15 +58,6 @@ std::vector<Sample> samplesOf(Bytes bytes, const std::vector<Unit> &units, const
     return samples;
 }
 
-/// A key frame other than that one; empty if there is none.
-Sample otherKeyFrame(Bytes bytes, const std::vector<Unit> &units, const Channel &channel, std::size_t first)
-{
-    for (std::size_t i = 0; i < channel.pictures.size(); ++i)
-        if (i != first && channel.pictures[i].isSync && !channel.pictures[i].isDamaged)
-            return sampleOf(bytes, units, channel.codec, channel.pictures[i]);
-    return {};
-}
-
 bool canBeBuilt(const Channel &channel)
 {
     return channel.request && channel.request->width <= largestSide && channel.request->height <= largestSide;
@@ -87,18 +78,24 @@ BuiltSets h264Sets(Bytes bytes, const std::vector<Unit> &units, const Channel &c
     const H264Found found =
         searchH264Sets(guessHeaders(bytes, units, channel, group.first, group.count),
                        encoderNoteOf(bytes, units, channel), *channel.request, pictureIds, samples);
-    return {buildH264Sets(found.guess, pictureIds), VideoCodec::H264, found.guess, {}, found.cleanPictures};
+    return {buildH264Sets(found.guess, pictureIds),
+            VideoCodec::H264,
+            found.guess,
+            {},
+            found.cleanPictures,
+            false};
 }
 
-BuiltSets h265Sets(Bytes bytes, const std::vector<Unit> &units, const Channel &channel, const Group &group,
-                   const std::vector<int> &pictureIds, const std::vector<Sample> &samples)
+BuiltSets h265Sets(const Channel &channel, const std::vector<int> &pictureIds,
+                   const std::vector<Sample> &samples)
 {
-    const auto found = searchH265Sets(*channel.request, pictureIds, samples,
-                                      otherKeyFrame(bytes, units, channel, group.first));
-    H265Guess guess = found.value_or(H265Guess{});
-    guess.width = channel.request->width;
-    guess.height = channel.request->height;
-    return {buildH265Sets(guess, pictureIds), VideoCodec::H265, {}, guess, found ? samples.size() : 0};
+    const H265Found found = searchH265Sets(*channel.request, pictureIds, samples);
+    return {buildH265Sets(found.guess, pictureIds),
+            VideoCodec::H265,
+            {},
+            found.guess,
+            found.cleanPictures,
+            false};
 }
 
 } // namespace
@@ -115,15 +112,28 @@ std::optional<BuiltSets> searchSets(Bytes bytes, const std::vector<Unit> &units,
     for (const Group &group : groups) {
         const std::vector<Sample> samples = samplesOf(bytes, units, channel, group);
         BuiltSets built = channel.codec == VideoCodec::H265
-            ? h265Sets(bytes, units, channel, group, idsOf(usedIds), samples)
+            ? h265Sets(channel, idsOf(usedIds), samples)
             : h264Sets(bytes, units, channel, group, idsOf(usedIds), samples);
-        const bool isWhole = built.cleanPictures == samples.size();
+        const bool isWhole = !samples.empty() && built.cleanPictures == samples.size();
+        built.isWhole = isWhole;
         if (!best || built.cleanPictures > best->cleanPictures)
             best = std::move(built);
         if (isWhole)
             break;
     }
     return best;
+}
+
+std::vector<Sample> samplesForTrial(Bytes bytes, const std::vector<Unit> &units, const Channel &channel,
+                                    std::size_t count)
+{
+    std::vector<Sample> samples;
+    for (Group group : longestGroups(channel)) {
+        group.count = samples.empty() ? std::min(group.count, count) : 1;
+        for (Sample &sample : samplesOf(bytes, units, channel, group))
+            samples.push_back(std::move(sample));
+    }
+    return samples;
 }
 
 std::optional<BuiltSets> setsLike(const BuiltSets &example, const Channel &channel,
@@ -133,6 +143,7 @@ std::optional<BuiltSets> setsLike(const BuiltSets &example, const Channel &chann
         return {};
     BuiltSets built = example;
     built.cleanPictures = 0;
+    built.isWhole = false;
     built.h264.width = built.h265.width = channel.request->width;
     built.h264.height = built.h265.height = channel.request->height;
     built.units = channel.codec == VideoCodec::H264 ? buildH264Sets(built.h264, idsOf(usedIds))
