@@ -131,9 +131,11 @@ TABLE = [
     Form("baseline, no sets", profile="baseline", cabac=False, sets="index"),
     Form("CAVLC, no sets", profile="high", cabac=False, sets="index"),
     Form("main, no sets", profile="main", sets="index"),
+    Form("no whole group, no sets", sets="index", group=90, bad=(("zeros", 512, 3),)),
     Form("H.265", codec="h265"),
     Form("H.265, equal channels, cut", codec="h265", sizes=(SMALL, SMALL), ending="cut"),
     Form("H.265, no sets", codec="h265", sets="index"),
+    Form("H.265, one key frame, no sets", codec="h265", sets="index", group=90),
     Form("H.265, sectors of garbage", codec="h265", bad=(("garbage", 512, 3),), b_frames=2),
     # sound
     Form("no sound", sound="none"),
