@@ -1,5 +1,6 @@
 #include "common/mappedfile.h"
 #include "failure.h"
+#include "finder.h"
 #include "indexedfindings.h"
 #include "options.h"
 #include "repair.h"
@@ -250,6 +251,47 @@ private Q_SLOTS:
             QVERIFY2(line.match(ended.output).hasMatch(), qPrintable(ended.output));
         }
         QCOMPARE(picturesOf(file(QStringLiteral("out.mp4")), 0), picturesOf(m_whole, 0));
+    }
+
+    void knowsWhichIndexToTrust_data()
+    {
+        QTest::addColumn<bool>("isInFront");
+        QTest::addColumn<double>("kept"); // share of the file
+        QTest::addColumn<bool>("isSpoilt"); // the places of the sound
+        QTest::addColumn<bool>("isTrusted");
+        QTest::newRow("behind") << false << 1.0 << false << true;
+        QTest::newRow("in front") << true << 1.0 << false << true;
+        QTest::newRow("in front, the media cut off") << true << 0.6 << false << true;
+        QTest::newRow("sound elsewhere") << false << 1.0 << true << false;
+    }
+    void knowsWhichIndexToTrust()
+    {
+        QFETCH(const bool, isInFront);
+        QFETCH(const double, kept);
+        QFETCH(const bool, isSpoilt);
+        QFETCH(const bool, isTrusted);
+        const QString path = file(QStringLiteral("indexed.mp4"));
+        const Ended copied = run(QStringLiteral("ffmpeg"),
+                                 {QStringLiteral("-y"), QStringLiteral("-i"), m_whole, QStringLiteral("-map"),
+                                  QStringLiteral("0"), QStringLiteral("-c"), QStringLiteral("copy"),
+                                  QStringLiteral("-movflags"),
+                                  isInFront ? QStringLiteral("+faststart") : QStringLiteral("0"), path});
+        QVERIFY2(copied.status == 0, qPrintable(copied.output));
+        QByteArray bytes = contents(path);
+        bytes.truncate(qRound64(kept * static_cast<double>(bytes.size())));
+        if (isSpoilt) {
+            const qsizetype table = bytes.lastIndexOf("stco") + 12; // behind version, flags and count
+            bytes.replace(table, 200, QByteArray(200, '\0'));
+        }
+        write(path, bytes);
+        const auto source = MappedFile::open(QFile::encodeName(path).constData());
+        QFile::remove(path);
+        QVERIFY(source);
+        const Findings findings = findRecording(*source, {}, [](double) {});
+        QCOMPARE(findings.isIndexTrusted, isTrusted);
+        QCOMPARE(findings.channels.size(), std::size_t{2});
+        QVERIFY(static_cast<double>(findings.channels[0].pictures.size()) > 80 * kept);
+        QVERIFY(!findings.sound.stretches.empty());
     }
 
     void takesTheArgumentsOfTheChannels()

@@ -80,3 +80,15 @@ std::optional<Box> indexAt(Bytes bytes, std::uint64_t offset)
     const bool isIndex = first && first->is("mvhd") && first->span.size >= 100 && first->span.size < 200;
     return isIndex ? box : std::nullopt;
 }
+
+std::vector<Box> indexesBefore(Bytes bytes, std::uint64_t mediaBegin)
+{
+    std::vector<Box> indexes;
+    std::uint64_t at = 0;
+    while (const auto box = boxAt(bytes, at, mediaBegin)) {
+        if (const auto index = indexAt(bytes, at); index && box->isWhole)
+            indexes.push_back(*index);
+        at = box->span.end();
+    }
+    return indexes;
+}

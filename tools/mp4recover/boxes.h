@@ -6,6 +6,7 @@
 #include <array>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 /// A box of the ISO base media file format (ISO/IEC 14496-12, 4.2), with its header.
 struct Box {
@@ -34,3 +35,6 @@ struct Box {
 
 /// The index, if a box "moov" stands there that begins as one does.
 [[nodiscard]] std::optional<Box> indexAt(Bytes bytes, std::uint64_t offset);
+
+/// The indexes in front of the media data.
+[[nodiscard]] std::vector<Box> indexesBefore(Bytes bytes, std::uint64_t mediaBegin);

@@ -193,12 +193,14 @@ Findings findRecording(const MappedFile &file, const std::vector<ChannelRequest>
     Span payload{mediaBegin(bytes), 0};
     payload.size = bytes.size() - payload.offset;
     Landmarks landmarks = searchUnits(file, payload.offset, progress);
+    const std::vector<Box> front = indexesBefore(bytes, payload.offset);
     std::vector<ChannelRequest> channels = channelsOf(bytes, requests, landmarks);
     channels.resize(std::min(channels.size(), maximumChannels));
     const std::uint64_t end = endOf(bytes, payload, landmarks, channels);
     const bool isTailStale = end != payload.end();
     payload.size = end - payload.offset;
     cutOff(landmarks, end);
+    landmarks.indexes.insert(landmarks.indexes.begin(), front.begin(), front.end());
     Findings findings;
     for (const Box &index : landmarks.indexes) {
         const std::vector<IndexTrack> tracks = tracksOf(bytes, index);

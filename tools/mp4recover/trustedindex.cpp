@@ -38,16 +38,33 @@ std::vector<Unit> unitsOf(Bytes bytes, VideoCodec codec, const IndexSample &samp
     return hasSlice ? units : std::vector<Unit>{};
 }
 
-std::size_t countGood(Bytes bytes, const IndexTrack &track, std::size_t &tested)
-{
+/// Of those of a track's samples that were tested.
+struct Tested {
+    std::size_t all = 0;
+    std::size_t inFile = 0;
     std::size_t good = 0;
+
+    [[nodiscard]] double share() const
+    {
+        return all == 0 ? 0 : static_cast<double>(good) / static_cast<double>(all);
+    }
+};
+
+/// Samples behind the end say nothing against the index: the file may be cut off.
+void test(Bytes bytes, const IndexTrack &track, std::uint64_t mediaBegin, Tested &tested)
+{
     const std::size_t count = track.samples.size();
     const std::size_t step = std::max<std::size_t>(1, count / testedSamples);
     for (std::size_t i = 0; i < count; i += step) {
-        ++tested;
-        good += unitsOf(bytes, track.codec, track.samples[i]).empty() ? 0U : 1U;
+        const IndexSample &sample = track.samples[i];
+        ++tested.all;
+        if (sample.offset > bytes.size() || sample.size > bytes.size() - sample.offset)
+            continue;
+        ++tested.inFile;
+        const bool isGood = sample.offset >= mediaBegin
+            && (track.kind != IndexTrack::Kind::Video || !unitsOf(bytes, track.codec, sample).empty());
+        tested.good += isGood ? 1U : 0U;
     }
-    return good;
 }
 
 /// How many first slices stand outside of all samples.
@@ -130,14 +147,19 @@ Sound soundOf(Bytes bytes, const IndexTrack &track)
 
 bool isTrustworthy(Bytes bytes, const std::vector<IndexTrack> &tracks, const Landmarks &landmarks)
 {
-    std::size_t tested = 0;
-    std::size_t good = 0;
+    constexpr double enough = 0.75;
+    constexpr std::size_t fewOutside = 2;
+    const std::uint64_t begin = mediaBegin(bytes);
+    Tested video;
+    Tested sound;
     for (const IndexTrack &track : tracks) {
         if (track.kind == IndexTrack::Kind::Video)
-            good += countGood(bytes, track, tested);
+            test(bytes, track, begin, video);
+        else if (track.sound != SoundKind::None)
+            test(bytes, track, begin, sound);
     }
-    constexpr std::size_t fewOutside = 2;
-    return tested > 0 && good * 4 >= tested * 3
+    return video.good > 0 && static_cast<double>(video.good) >= enough * static_cast<double>(video.inFile)
+        && (sound.all == 0 || sound.share() >= enough * video.share())
         && countOutside(tracks, landmarks) <= fewOutside + landmarks.units.size() / 100;
 }
 

@@ -3,8 +3,8 @@
 #include "indextables.h"
 #include "unitsearch.h"
 
-/// Whether the index tells of this recording as it is: its samples lie in the file, begin with the lengths of
-/// units, and hardly a unit stands outside of them. A short one of an earlier attempt isn't.
+/// Whether the index tells of this recording as it is: as far as the file goes its samples begin with the
+/// lengths of units, and hardly a unit stands outside of them. A short one of an earlier attempt isn't.
 [[nodiscard]] bool isTrustworthy(Bytes bytes, const std::vector<IndexTrack> &tracks,
                                  const Landmarks &landmarks);
 
