@@ -200,12 +200,14 @@ SOUND_CODERS = {"aac": ["-c:a", "aac", "-b:a", "64k", "-f", "adts"], "pcm": ["-c
 def sound_folder(cache, p):
     source = ["ffmpeg", "-v", "error", "-f", "lavfi", "-i", sound_source(p)]
     command = source + ["-flags", "+bitexact", *SOUND_CODERS[p.kind], "stream"]
+    shape = ["-f", SOUND_CODERS[p.kind][-1], "-ar", str(p.rate), "-ac", str(p.channels)] if p.kind.startswith("pcm") else []
+    decode = ["ffmpeg", "-v", "error", *shape, "-i", "stream", "-ac", "1", "-ar", "8000", "-f", "s16le", "wave"]
 
     def make(folder):
         run(command, folder)
-        run(source + ["-ac", "1", "-ar", "8000", "-f", "s16le", "wave"], folder)
+        run(decode, folder)
 
-    return cached(cache, p, command, make)
+    return cached(cache, p, command + decode, make)
 
 
 def sound(cache, p):
@@ -222,7 +224,7 @@ def sound(cache, p):
 
 
 def wave_path(cache, p):
-    """The sound as it was before coding: 8000 Hz, one channel, 16 bit little endian."""
+    """What the undamaged recording sounds like, the coder's delay included: 8000 Hz, one channel, 16 bit little endian."""
     return os.path.join(sound_folder(cache, p), "wave")
 
 
