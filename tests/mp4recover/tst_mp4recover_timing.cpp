@@ -157,7 +157,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<double>("pieceSeconds");
         QTest::addColumn<double>("begin"); // seconds of sound that are lost
-        QTest::addColumn<double>("end");
+        QTest::addColumn<double>("end"); // before `begin`: garbage was taken for so much sound
         QTest::addColumn<bool>("isTold");
         QTest::newRow("nothing lost") << 0.02 << 0.0 << 0.0 << false;
         QTest::newRow("nothing lost, long pieces") << 0.5 << 0.0 << 0.0 << false;
@@ -165,6 +165,7 @@ private Q_SLOTS:
         QTest::newRow("a tenth") << 0.02 << 4.0 << 4.1 << true;
         QTest::newRow("a second, unnoticed") << 0.02 << 4.0 << 5.0 << false;
         QTest::newRow("a long piece") << 0.5 << 4.0 << 4.5 << true;
+        QTest::newRow("half a second of garbage") << 0.02 << 4.0 << 3.5 << true;
         QTest::newRow("the beginning") << 0.02 << 0.0 << 2.0 << false;
     }
     void silenceStandsForWhatIsLost()
@@ -179,7 +180,16 @@ private Q_SLOTS:
         SilenceJudge judge(clock, rate);
         double silent = 0;
         bool wasLost = false;
+        bool isGarbageDue = end < begin;
         for (double time = 0; time < 10 - pieceSeconds / 2; time += pieceSeconds) {
+            if (isGarbageDue && time >= begin) {
+                isGarbageDue = false;
+                silent += double(judge.close()) / rate;
+                judge.add({{static_cast<std::uint64_t>(time * bytesPerSecond), 10},
+                           std::llround((begin - end) * rate),
+                           true},
+                          true);
+            }
             if (time >= begin - 1e-6 && time < end - 1e-6) {
                 wasLost = true;
                 continue;
@@ -189,7 +199,7 @@ private Q_SLOTS:
             if (isAfterLoss || judge.isReady())
                 silent += double(judge.close()) / rate;
             const auto endOffset = static_cast<std::uint64_t>((time + pieceSeconds) * bytesPerSecond);
-            judge.add({{endOffset - 10, 10}, std::llround(pieceSeconds * rate)}, isAfterLoss);
+            judge.add({{endOffset - 10, 10}, std::llround(pieceSeconds * rate), false}, isAfterLoss);
         }
         silent += double(judge.close()) / rate;
         QVERIFY2(std::abs(silent - (end - begin)) < 0.05, qPrintable(QString::number(silent)));

@@ -145,6 +145,10 @@ TABLE = [
     Form("PCM, big endian", sound="pcmbe", quicktime=True, sound_rate=16000, sound_channels=2),
     Form("AAC, two channels, 48 kHz", sound_rate=48000, sound_channels=2),
     Form("PCM, bad sectors", sound="pcm", quicktime=True, sound_rate=16000, bad=(("zeros", 512, 3),)),
+    Form("PCM at 4 KiB in chunks, zeros behind", sound="pcm", quicktime=True, sound_rate=32000, order="chunk", padding=4096,
+         sound_padded=True, ending="cut", tail="zeros"),
+    Form("AAC, 16 kHz, chunks of 0.2 s at sectors, garbage", sound_rate=16000, order="chunk", chunk="0.2", padding=512,
+         sound_padded=True, bad=(("garbage", 512, 4),)),
     # rates and blocks
     Form("15 frames a second", rate="15", group=15),
     Form("25 frames a second", rate="25", group=25),

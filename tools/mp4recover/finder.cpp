@@ -119,6 +119,13 @@ void addSetsOf(const std::vector<IndexTrack> &tracks, std::vector<Channel> &chan
     }
 }
 
+void addSoundHint(const std::vector<IndexTrack> &tracks, Sound &sound)
+{
+    for (const IndexTrack &track : tracks)
+        if (track.kind == IndexTrack::Kind::Sound && track.sound == sound.kind && sound.indexedRateHz == 0)
+            sound.indexedRateHz = track.sampleRateHz;
+}
+
 /// What each channel can be decoded with; empty where nothing is proven.
 std::vector<std::vector<ParameterSet>> setsByChannel(Bytes bytes, const Findings &findings)
 {
@@ -211,8 +218,11 @@ Findings findRecording(const MappedFile &file, const std::vector<ChannelRequest>
     }
     if (!findings.isIndexTrusted) {
         findings = findWithoutIndex(bytes, payload, landmarks, channels);
-        for (const Box &index : landmarks.indexes)
-            addSetsOf(tracksOf(bytes, index), findings.channels);
+        for (const Box &index : landmarks.indexes) {
+            const std::vector<IndexTrack> tracks = tracksOf(bytes, index);
+            addSetsOf(tracks, findings.channels);
+            addSoundHint(tracks, findings.sound);
+        }
     }
     findings.clock = clockOf(landmarks.blocks, findings.losses);
     return findings;

@@ -65,6 +65,7 @@ struct Sound {
     bool areSampleBordersKnown = false; ///< each stretch is one sample (from a trusted index)
     int sampleRateHz = 0; ///< from the index, else 0
     int channelCount = 0; ///< from the index, else 0
+    int indexedRateHz = 0; ///< what an index says that isn't trusted: a hint
 };
 
 /// A telemetry block's reading of the camera's clock.

@@ -1,16 +1,16 @@
 #include "remains.h"
 
-#include "common/mpegaudio.h"
+#include "pcmgaps.h"
+#include "soundstart.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <optional>
 
 namespace {
 
 constexpr std::uint64_t leastLargest = 4096; // pieces of sound may vary up to this
-constexpr std::uint64_t longestSilence = 64U << 10U; // of PCM, in one piece
+constexpr std::uint64_t sectorSize = 512;
 constexpr std::uint64_t enoughZeros = 64U << 10U; // at both ends of a hole
 constexpr std::size_t fewestGaps = 2; // that speak for sound without a header
 
@@ -134,73 +134,30 @@ template <typename Take> void forEachGap(Span payload, const Landmarks &landmark
     }
 }
 
-/// Reads a few bits, highest first.
-unsigned bitsAt(const std::uint8_t *bytes, unsigned position, unsigned count)
+/// Cut at zeros that no coded sound contains.
+std::vector<Span> betweenZeros(Bytes bytes, const Span &span)
 {
-    unsigned value = 0;
-    for (unsigned i = position; i < position + count; ++i)
-        value = value << 1U | ((bytes[i / 8] >> (7 - i % 8)) & 1U);
-    return value;
-}
-
-/// A raw data block of AAC (ISO/IEC 14496-3, 4.4.2): one or two channels, instance 0, a believable window.
-bool isAacStart(Bytes bytes)
-{
-    if (bytes.size() < 8)
-        return false;
-    const std::uint8_t *data = bytes.data();
-    constexpr unsigned shortWindows = 2;
-    constexpr unsigned single = 0;
-    constexpr unsigned pair = 1;
-    constexpr unsigned fill = 6;
-    const unsigned element = bitsAt(data, 0, 3);
-    if (element == fill) // such as an encoder puts its name into
-        return bitsAt(data, 3, 4) == 15;
-    if ((element != single && element != pair) || bitsAt(data, 3, 4) != 0)
-        return false;
-    unsigned at = 7;
-    if (element == single && bitsAt(data, at, 8) == 0)
-        return false; // without gain
-    if (element == single)
-        at += 8;
-    else if (bitsAt(data, at++, 1) == 0)
-        at += 8; // no common window: the first channel's gain comes first
-    const bool isReserved = bitsAt(data, at, 1) != 0;
-    const unsigned window = bitsAt(data, at + 1, 2);
-    if (isReserved || window == shortWindows)
-        return !isReserved;
-    constexpr unsigned mostBands = 51;
-    return bitsAt(data, at + 4, 6) <= mostBands && bitsAt(data, at + 10, 1) == 0;
-}
-
-/// How much neighbouring 16-bit numbers differ, relative to what numbers by chance would: 1 for these.
-double roughness(Bytes bytes, bool isBigEndian)
-{
-    const auto sample = [&](std::size_t i) {
-        const unsigned low = bytes[2 * i + (isBigEndian ? 1 : 0)];
-        const unsigned high = bytes[2 * i + (isBigEndian ? 0 : 1)];
-        return static_cast<double>(static_cast<std::int16_t>(high << 8U | low));
-    };
-    // Two channels alternate, so the number before the last is looked at, too.
-    double differences = 0;
-    double farDifferences = 0;
-    double sum = 0;
-    const std::size_t count = bytes.size() / 2;
-    for (std::size_t i = 2; i < count; ++i) {
-        differences += std::abs(sample(i) - sample(i - 1));
-        farDifferences += std::abs(sample(i) - sample(i - 2));
-        sum += std::abs(sample(i));
+    constexpr std::uint64_t impossible = 64;
+    std::vector<Span> parts;
+    std::uint64_t begin = span.offset;
+    std::uint64_t zeros = 0;
+    for (std::uint64_t at = span.offset; at <= span.end(); ++at) {
+        if (at < span.end() && bytes[at] == 0) {
+            ++zeros;
+            continue;
+        }
+        if (zeros >= impossible) {
+            if (at - zeros > begin)
+                parts.push_back({begin, at - zeros - begin});
+            // A frame of AAC may begin with a zero.
+            const std::uint64_t border = at / sectorSize * sectorSize;
+            begin = at - border <= 1 ? border : at;
+        }
+        zeros = 0;
     }
-    constexpr double chanceRatio = 4.0 / 3;
-    return sum == 0 ? 1 : std::min(differences, farDifferences) / sum / chanceRatio;
-}
-
-bool isSmooth(Bytes bytes)
-{
-    constexpr std::size_t enough = 4096;
-    constexpr double most = 0.7;
-    const Bytes head = bytes.first(std::min(bytes.size(), enough));
-    return std::min(roughness(head, false), roughness(head, true)) < most;
+    if (begin < span.end())
+        parts.push_back({begin, span.end() - begin});
+    return parts;
 }
 
 std::uint64_t medianSize(const std::vector<Gap> &gaps)
@@ -224,15 +181,22 @@ public:
         : m_bytes(bytes)
         , m_gaps(std::move(gaps))
         , m_landmarks(landmarks)
-        , m_largest(std::max<std::uint64_t>(leastLargest, 8 * medianSize(m_gaps)))
+        , m_alignment(alignmentOf(landmarks))
+        , m_usual(medianSize(m_gaps))
+        , m_largest(std::max<std::uint64_t>(leastLargest, 8 * m_usual))
     {
     }
 
     [[nodiscard]] SoundShape shape() const { return {kind(), m_largest}; }
 
-    Remains run()
+    Remains run(Span payload)
     {
+        m_end = payload.end();
         m_remains.sound.kind = kind();
+        if (m_remains.sound.kind == SoundKind::Pcm16) {
+            sortPcm(payload);
+            return std::move(m_remains);
+        }
         for (const Gap &gap : m_gaps)
             sort(gap);
         return std::move(m_remains);
@@ -271,16 +235,18 @@ private:
             return SoundKind::Mp3;
         std::size_t count = 0;
         std::size_t aac = 0;
-        std::size_t smooth = 0;
+        std::uint64_t size = 0;
+        std::uint64_t smooth = 0;
         for (const Gap &gap : m_gaps) {
             constexpr std::uint64_t leastSize = 4;
             if (!maySound(gap) || gap.span.size < leastSize)
                 continue;
             ++count;
-            aac += isAacStart(bytesOf(gap.span)) ? 1U : 0U;
-            smooth += isSmooth(bytesOf(gap.span)) ? 1U : 0U;
+            aac += isSoundStart(SoundKind::Aac, bytesOf(gap.span)) ? 1U : 0U;
+            size += gap.span.size;
+            smooth += isSoundStart(SoundKind::Pcm16, bytesOf(gap.span)) ? gap.span.size : 0;
         }
-        if (smooth * 10 >= count * 6 && count > 0)
+        if (smooth * 10 >= size * 6 && count > 0)
             return SoundKind::Pcm16;
         if (count < fewestGaps)
             return SoundKind::None;
@@ -292,20 +258,112 @@ private:
 
     void sort(const Gap &gap)
     {
-        const SoundKind sound = m_remains.sound.kind;
         if (gap.kind == GapKind::Padding)
             return;
-        const bool isSilence =
-            gap.kind == GapKind::Zeros && sound == SoundKind::Pcm16 && gap.span.size <= longestSilence;
-        if (sound != SoundKind::None && (isSilence || maySound(gap)))
-            m_remains.sound.stretches.push_back(gap.span);
-        else
-            m_remains.losses.push_back(gap.span);
+        if (m_remains.sound.kind == SoundKind::None) {
+            lose(gap.span);
+            return;
+        }
+        std::uint64_t end = gap.span.offset;
+        for (const Span &part : betweenZeros(m_bytes, gap.span)) {
+            loseUnlessPadding({end, part.offset - end});
+            const bool isCut = part.end() != gap.span.end() || part.end() == m_end;
+            sortCoded(part, isCut || part.size > m_largest);
+            end = part.end();
+        }
+        loseUnlessPadding({end, gap.span.end() - end});
+    }
+
+    /// Coded sound up to a unit that isn't whole, and behind it if it ends in the part. Only what damage cut
+    /// is searched beyond its beginning, as sound reads as such a unit now and then.
+    void sortCoded(const Span &part, bool isCut)
+    {
+        std::uint64_t unit = part.offset;
+        const std::uint64_t last = isCut ? unit + std::min(part.size, m_largest) : unit + 1;
+        while (unit < last && !isBrokenUnitAt(unit, part.end()))
+            unit += m_alignment - unit % m_alignment;
+        if (unit >= last) {
+            if (part.size <= m_largest)
+                m_remains.sound.stretches.push_back(part);
+            else
+                lose(part);
+            return;
+        }
+        if (unit > part.offset)
+            m_remains.sound.stretches.push_back({part.offset, unit - part.offset});
+        const std::uint64_t end = std::min(unitEnd(unit), part.end());
+        lose({unit, end - unit});
+        if (end < part.end())
+            sortCoded({end, part.end() - end}, isCut);
+    }
+
+    [[nodiscard]] std::uint64_t unitEnd(std::uint64_t unit) const
+    {
+        return unit + 4 + bigEndian32(m_bytes.data() + unit);
+    }
+
+    /// One that is cut off, or with a hole and sound behind it.
+    [[nodiscard]] bool isBrokenUnitAt(std::uint64_t unit, std::uint64_t end) const
+    {
+        if (!isBrokenUnit(m_bytes, m_landmarks.codec, {unit, end - unit}))
+            return false;
+        const std::uint64_t behind = unitEnd(unit);
+        return behind >= end
+            || (end - behind <= m_largest
+                && isSoundStart(m_remains.sound.kind, m_bytes.subspan(behind, end - behind)));
+    }
+
+    void sortPcm(const Span &payload)
+    {
+        std::vector<Span> gaps;
+        forEachGap(payload, m_landmarks, [&](Span gap) {
+            if (gap.end() == payload.end())
+                gap = withoutTail(gap);
+            gaps.push_back(gap);
+        });
+        const PcmHabits habits = pcmHabitsOf(m_bytes, gaps, m_alignment);
+        for (const Span &gap : gaps) {
+            std::uint64_t end = gap.offset;
+            for (const Span &piece : pcmIn(m_bytes, gap, habits)) {
+                loseUnlessPadding({end, piece.offset - end});
+                m_remains.sound.stretches.push_back(piece);
+                end = piece.end();
+            }
+            loseUnlessPadding({end, gap.end() - end});
+        }
+    }
+
+    /// Zeros up to the end of a file system's block were never written.
+    [[nodiscard]] Span withoutTail(Span gap) const
+    {
+        constexpr std::uint64_t noticeable = 64;
+        constexpr std::uint64_t blockSize = 4096;
+        if (gap.end() % blockSize != 0)
+            return gap;
+        std::uint64_t end = gap.end();
+        while (end > gap.offset && m_bytes[end - 1] == 0)
+            --end;
+        return gap.end() - end >= noticeable ? Span{gap.offset, end - gap.offset} : gap;
+    }
+
+    void lose(const Span &span)
+    {
+        if (span.size > 0)
+            m_remains.losses.push_back(span);
+    }
+
+    void loseUnlessPadding(const Span &span)
+    {
+        if (span.size >= m_alignment || zerosFrom(m_bytes, span.offset, span.end()) < span.size)
+            lose(span);
     }
 
     Bytes m_bytes;
     std::vector<Gap> m_gaps;
     const Landmarks &m_landmarks;
+    std::uint64_t m_alignment;
+    std::uint64_t m_end = 0; ///< of the recording
+    std::uint64_t m_usual; ///< bytes between two other things
     std::uint64_t m_largest; ///< no piece of sound is longer
     Remains m_remains;
 };
@@ -338,18 +396,7 @@ std::vector<Span> leftoversIn(Bytes bytes, Span part, const Landmarks &landmarks
     return leftovers;
 }
 
-bool isSoundStart(SoundKind kind, Bytes bytes)
-{
-    switch (kind) {
-    case SoundKind::None: return false;
-    case SoundKind::Aac: return isAacStart(bytes);
-    case SoundKind::Mp3: return mpegAudioHeaderAt(bytes).has_value();
-    case SoundKind::Pcm16: return isSmooth(bytes);
-    }
-    return false;
-}
-
 Remains classifyRemains(Bytes bytes, Span payload, const Landmarks &landmarks)
 {
-    return Classification(bytes, gapsOf(bytes, payload, landmarks), landmarks).run();
+    return Classification(bytes, gapsOf(bytes, payload, landmarks), landmarks).run(payload);
 }

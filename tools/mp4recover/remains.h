@@ -23,8 +23,5 @@ struct SoundShape {
 /// part.
 [[nodiscard]] std::vector<Span> leftoversIn(Bytes bytes, Span part, const Landmarks &landmarks);
 
-/// Whether the bytes begin as such sound does.
-[[nodiscard]] bool isSoundStart(SoundKind kind, Bytes bytes);
-
 /// Tells sound from padding and from what damage left over, in [payload.offset, payload.end()).
 [[nodiscard]] Remains classifyRemains(Bytes bytes, Span payload, const Landmarks &landmarks);

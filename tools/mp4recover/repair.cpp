@@ -135,7 +135,7 @@ RepairReport repair(Bytes source, const Findings &findings, const std::string &t
     std::optional<OutputFile> soundFile;
     std::future<SoundResult> sounding;
     OutputFile pictureFile(target);
-    if (const SoundFormat format = soundFormatOf(source, findings.sound, clock);
+    if (const SoundFormat format = soundFormatOf(source, findings.sound, clock, findings.losses);
         format.kind != SoundKind::None) {
         soundFile.emplace(soundPathFor(target));
         sounding = std::async(std::launch::async, [&, format] {

@@ -1,19 +1,22 @@
 #include "sound.h"
 
+#include "aacrescue.h"
 #include "mp3writer.h"
 #include "common/mpegaudio.h"
 #include "silence.h"
+#include "soundstart.h"
 
 #include <algorithm>
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
 
 namespace {
 
 /// Decoded or passed through: what stands for one stretch until it is clear how much silence comes before it.
 struct Pending {
-    SilenceJudge::Piece piece;
+    SilenceJudge::Piece piece{};
     std::vector<FramePtr> frames; ///< none for MPEG audio
 };
 
@@ -89,7 +92,8 @@ class Sink
 {
 public:
     virtual ~Sink() = default;
-    virtual void silence(std::int64_t samples) = 0;
+    /// Puts silence before what comes next, or if negative, leaves out so many samples of it.
+    virtual void shift(std::int64_t samples) = 0;
     virtual void write(const Pending &pending) = 0;
     virtual void finish() = 0;
 };
@@ -102,18 +106,38 @@ public:
         , m_encoder(target, nearestMp3Rate(format.sampleRateHz), std::min(format.channelCount, 2))
     {
     }
-    void silence(std::int64_t samples) override
+    void shift(std::int64_t samples) override
     {
-        m_encoder.addSilence(av_rescale(samples, nearestMp3Rate(m_rate), m_rate));
+        if (samples > 0)
+            m_encoder.addSilence(av_rescale(samples, nearestMp3Rate(m_rate), m_rate));
+        else
+            m_surplus -= samples;
     }
     void write(const Pending &pending) override
     {
-        for (const FramePtr &frame : pending.frames)
-            m_encoder.add(frame.get());
+        for (const FramePtr &frame : pending.frames) {
+            const auto dropped = static_cast<int>(std::min<std::int64_t>(m_surplus, frame->nb_samples));
+            m_surplus -= dropped;
+            dropFront(frame.get(), dropped);
+            if (frame->nb_samples > 0)
+                m_encoder.add(frame.get());
+        }
     }
     void finish() override { m_encoder.finish(); }
 
 private:
+    static void dropFront(AVFrame *frame, int samples)
+    {
+        const auto format = static_cast<AVSampleFormat>(frame->format);
+        const bool isPlanar = av_sample_fmt_is_planar(format) != 0;
+        const int planes = isPlanar ? frame->ch_layout.nb_channels : 1;
+        const int step = av_get_bytes_per_sample(format) * (isPlanar ? 1 : frame->ch_layout.nb_channels);
+        for (int plane = 0; plane < planes; ++plane)
+            frame->extended_data[plane] += static_cast<std::ptrdiff_t>(samples) * step;
+        frame->nb_samples -= samples;
+    }
+
+    std::int64_t m_surplus = 0;
     int m_rate;
     Mp3Encoder m_encoder;
 };
@@ -149,11 +173,15 @@ public:
         m_muxer = std::make_unique<Mp3Muxer>(target, parameters);
     }
     /// Whole frames of silence: a header like the others', and nothing but zeros behind it.
-    void silence(std::int64_t samples) override { m_owedSilence += samples; }
+    void shift(std::int64_t samples) override { m_owedSilence += samples; }
     void write(const Pending &pending) override
     {
         splitMp3(m_bytes.subspan(pending.piece.stretch.offset, pending.piece.stretch.size),
                  [this](Bytes frame, const MpegAudioHeader &header) {
+                     if (m_owedSilence <= -header.samplesPerFrame) {
+                         m_owedSilence += header.samplesPerFrame;
+                         return;
+                     }
                      writeSilence(frame, header);
                      put(frame, header.samplesPerFrame);
                  });
@@ -202,27 +230,21 @@ public:
     {
         if (format.kind != SoundKind::Mp3)
             m_decoder = std::make_unique<StretchDecoder>(format);
+        if (format.kind == SoundKind::Aac)
+            m_rescue = std::make_unique<AacRescue>(bytes, format);
     }
 
     SoundResult writeAll(const std::vector<Span> &stretches)
     {
-        std::uint64_t end = 0;
-        bool wasFaulty = false;
-        for (const Span &stretch : stretches) {
-            Pending pending{{stretch, 0}, {}};
-            const bool isFaulty = !decode(pending);
-            // Bytes that merely looked like sound, before there was any.
-            if (pending.piece.samples == 0 && m_waiting.empty() && m_result.seconds <= 0)
-                continue;
-            const bool isAfterLoss = wasFaulty || (end > 0 && isLossBetween(end, stretch.offset));
-            wasFaulty = isFaulty;
-            end = stretch.end();
-            if (isAfterLoss && !m_waiting.empty())
-                flush(); // silence goes before the first piece of a window
-            m_judge.add(pending.piece, isAfterLoss);
-            m_waiting.push_back(std::move(pending));
-            if (m_judge.isReady())
-                flush();
+        for (const Span &stretch : m_rescue ? m_rescue->withEndsOf(m_losses, stretches) : stretches) {
+            Pending pending = decoded(stretch);
+            const auto end = pending.piece.isFaulty && m_rescue ? m_rescue->endOf(stretch) : std::nullopt;
+            // What begins as something else is no sound up to there.
+            if (pending.piece.isFaulty && m_rescue && !isSoundStart(m_format.kind, bytesOf(stretch)))
+                pending = {{stretch, 0, true}, {}};
+            add(std::move(pending));
+            if (end)
+                add(decoded(*end));
         }
         flush();
         m_sink.finish();
@@ -230,19 +252,45 @@ public:
     }
 
 private:
-    bool decode(Pending &pending)
+    [[nodiscard]] Bytes bytesOf(const Span &span) const { return m_bytes.subspan(span.offset, span.size); }
+
+    Pending decoded(const Span &stretch)
     {
-        const Bytes stretch = m_bytes.subspan(pending.piece.stretch.offset, pending.piece.stretch.size);
-        bool isGood = true;
+        Pending pending{{stretch, 0, false}, {}};
         if (m_decoder)
-            isGood = m_decoder->decode(stretch, pending.frames);
+            pending.piece.isFaulty = !m_decoder->decode(bytesOf(stretch), pending.frames);
         else
-            splitMp3(stretch, [&pending](Bytes, const MpegAudioHeader &header) {
+            splitMp3(bytesOf(stretch), [&pending](Bytes, const MpegAudioHeader &header) {
                 pending.piece.samples += header.samplesPerFrame;
             });
         for (const FramePtr &frame : pending.frames)
             pending.piece.samples += frame->nb_samples;
-        return isGood;
+        return pending;
+    }
+
+    void add(Pending pending)
+    {
+        // Bytes that merely looked like sound, before there was any.
+        if (pending.piece.samples == 0 && m_waiting.empty() && m_result.seconds <= 0)
+            return;
+        const bool isFaulty = pending.piece.isFaulty;
+        const bool isLoss = isLossBetween(m_end, pending.piece.stretch.offset);
+        // A window begins with what is faulty: where that ends the clock tells how much it stood for.
+        const bool beginsWindow = isLoss || (isFaulty && !m_wasFaulty);
+        if (beginsWindow && !m_waiting.empty() && !areAllFaulty())
+            flush();
+        m_judge.add(pending.piece, isLoss || isFaulty || m_wasFaulty);
+        m_wasFaulty = isFaulty;
+        m_end = pending.piece.stretch.end();
+        m_waiting.push_back(std::move(pending));
+        if (m_judge.isReady())
+            flush();
+    }
+
+    [[nodiscard]] bool areAllFaulty() const
+    {
+        return std::all_of(m_waiting.begin(), m_waiting.end(),
+                           [](const Pending &pending) { return pending.piece.isFaulty; });
     }
 
     [[nodiscard]] bool isLossBetween(std::uint64_t begin, std::uint64_t end)
@@ -254,12 +302,18 @@ private:
 
     void flush()
     {
-        const std::int64_t silence = m_judge.close();
-        m_result.silentSeconds += double(silence) / m_format.sampleRateHz;
-        if (silence > 0)
-            m_sink.silence(silence);
-        m_result.seconds += double(silence) / m_format.sampleRateHz;
+        const std::int64_t shift = m_judge.close();
+        m_result.seconds += double(shift) / m_format.sampleRateHz;
+        if (shift > 0)
+            m_result.silentSeconds += double(shift) / m_format.sampleRateHz;
+        if (shift < 0)
+            m_sink.shift(shift);
+        bool isShifted = shift <= 0;
         for (const Pending &pending : m_waiting) {
+            if (!isShifted && !pending.piece.isFaulty) {
+                m_sink.shift(shift);
+                isShifted = true;
+            }
             m_sink.write(pending);
             m_result.seconds += double(pending.piece.samples) / m_format.sampleRateHz;
         }
@@ -270,9 +324,12 @@ private:
     SoundFormat m_format;
     const std::vector<Span> &m_losses;
     std::size_t m_nextLoss = 0;
+    std::uint64_t m_end = 0; // of the last stretch
+    bool m_wasFaulty = false;
     SilenceJudge m_judge;
     Sink &m_sink;
     std::unique_ptr<StretchDecoder> m_decoder;
+    std::unique_ptr<AacRescue> m_rescue;
     std::vector<Pending> m_waiting;
     SoundResult m_result;
 };

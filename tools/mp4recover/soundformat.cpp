@@ -1,5 +1,7 @@
 #include "soundformat.h"
 
+#include "soundpace.h"
+
 #include "common/mpegaudio.h"
 
 #include <algorithm>
@@ -13,109 +15,66 @@ namespace {
 
 constexpr std::array aacRates{96000, 88200, 64000, 48000, 44100, 32000,
                               24000, 22050, 16000, 12000, 11025, 8000};
-constexpr std::array soundRates{8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
 
 double ratio(double a, double b) { return a > b ? a / std::max(b, 1e-9) : b / std::max(a, 1e-9); }
 
-int nearestRate(double rate)
+/// A rate and how surprising it would be, as the negative logarithm of its likelihood.
+struct RateGuess {
+    int rate = 0;
+    double surprise = 0;
+};
+
+/// Rates that cameras record with; others are known to exist.
+constexpr std::array aacGuesses{RateGuess{44100, 0},   RateGuess{48000, 0},   RateGuess{32000, 1},
+                                RateGuess{16000, 1},   RateGuess{8000, 1.5},  RateGuess{24000, 2.5},
+                                RateGuess{22050, 2.5}, RateGuess{11025, 3.5}, RateGuess{12000, 4}};
+constexpr std::array pcmGuesses{RateGuess{16000, 0},   RateGuess{8000, 0.5},  RateGuess{32000, 0.5},
+                                RateGuess{44100, 0.5}, RateGuess{48000, 0.5}, RateGuess{22050, 1},
+                                RateGuess{11025, 1.5}, RateGuess{24000, 2},   RateGuess{12000, 4}};
+
+/// How surprising the rate is by the clock and by an index that can't be trusted in all.
+double surpriseOf(const RateGuess &guess, const Pace &pace, int indexedRate)
 {
-    return *std::min_element(soundRates.begin(), soundRates.end(),
-                             [rate](int a, int b) { return ratio(a, rate) < ratio(b, rate); });
+    constexpr double otherThanIndexed = 4;
+    constexpr double leastUncertainty = 0.012; // of the pictures' own rate
+    double surprise = guess.surprise;
+    if (indexedRate > 0 && indexedRate != guess.rate)
+        surprise += otherThanIndexed;
+    if (pace.perSecond > 0) {
+        const double off =
+            std::log(pace.perSecond / guess.rate) / std::max(pace.uncertainty, leastUncertainty);
+        surprise += off * off / 2;
+    }
+    return surprise;
 }
 
-std::uint64_t totalBytes(const Sound &sound)
+int leastSurprising(const std::vector<RateGuess> &guesses)
 {
-    std::uint64_t total = 0;
-    for (const Span &stretch : sound.stretches)
-        total += stretch.size;
-    return total;
+    return std::min_element(guesses.begin(), guesses.end(),
+                            [](const RateGuess &a, const RateGuess &b) { return a.surprise < b.surprise; })
+        ->rate;
 }
 
-/// How fast something grows by the clock, as the slope of the line through all readings: at a single place
-/// the clock is good to some tenths of a second only.
-class Growth
+/// Tells for stretches in file order whether something was lost before them.
+class LossFinder
 {
 public:
-    explicit Growth(const ClockLine &clock)
-        : m_clock(clock)
+    explicit LossFinder(const std::vector<Span> &losses)
+        : m_losses(losses)
     {
     }
-    /// So much there was before the byte at `offset`.
-    void add(std::uint64_t offset, double amount)
+    bool isBefore(const Span &stretch)
     {
-        if (!m_clock.isUsable() || offset < m_clock.marks().front().offset
-            || offset > m_clock.marks().back().offset)
-            return;
-        m_points.push_back({m_clock.at(offset), amount});
-    }
-    /// 0: not known
-    [[nodiscard]] double perSecond() const
-    {
-        const double sloped = slope();
-        const double usual = usualRate();
-        // Garbage that was taken for sound bends the line, but not the usual piece of it.
-        constexpr double alike = 1.06;
-        return usual > 0 && ratio(sloped, usual) > alike ? usual : sloped;
+        bool isAny = false;
+        for (; m_next < m_losses.size() && m_losses[m_next].offset < stretch.offset; ++m_next)
+            isAny = true;
+        return isAny;
     }
 
 private:
-    [[nodiscard]] double slope() const
-    {
-        if (m_points.size() < 4)
-            return 0;
-        double seconds = 0;
-        double amount = 0;
-        for (const Point &point : m_points) {
-            seconds += point.seconds / double(m_points.size());
-            amount += point.amount / double(m_points.size());
-        }
-        double squares = 0;
-        double products = 0;
-        for (const Point &point : m_points) {
-            squares += (point.seconds - seconds) * (point.seconds - seconds);
-            products += (point.seconds - seconds) * (point.amount - amount);
-        }
-        return squares > 0.01 ? std::max(0.0, products / squares) : 0;
-    }
-    /// The median of the rates in pieces of about half a second.
-    [[nodiscard]] double usualRate() const
-    {
-        constexpr double pieceSeconds = 0.45;
-        constexpr std::size_t enough = 3;
-        std::vector<double> rates;
-        std::size_t begin = 0;
-        for (std::size_t i = 1; i < m_points.size(); ++i) {
-            const double seconds = m_points[i].seconds - m_points[begin].seconds;
-            if (seconds < pieceSeconds)
-                continue;
-            rates.push_back((m_points[i].amount - m_points[begin].amount) / seconds);
-            begin = i;
-        }
-        if (rates.size() < enough)
-            return 0;
-        const auto middle = rates.begin() + static_cast<std::ptrdiff_t>(rates.size() / 2);
-        std::nth_element(rates.begin(), middle, rates.end());
-        return *middle;
-    }
-
-    struct Point {
-        double seconds;
-        double amount;
-    };
-    const ClockLine &m_clock;
-    std::vector<Point> m_points;
+    const std::vector<Span> &m_losses;
+    std::size_t m_next = 0;
 };
-
-double bytesPerSecond(const Sound &sound, const ClockLine &clock)
-{
-    Growth growth(clock);
-    double bytes = 0;
-    for (const Span &stretch : sound.stretches) {
-        growth.add(stretch.offset, bytes);
-        bytes += double(stretch.size);
-    }
-    return growth.perSecond();
-}
 
 Bytes bytesOf(Bytes bytes, const Span &stretch) { return bytes.subspan(stretch.offset, stretch.size); }
 
@@ -132,66 +91,86 @@ int aacChannels(Bytes bytes, const Sound &sound)
     return pairs > singles ? 2 : 1;
 }
 
-/// How the decoder gets along with stretches from the first on.
+/// How the decoder gets along with stretches.
 struct AacTrial {
-    int rate = 0;
     std::size_t faults = 0;
-    double samplesPerSecond = 0; ///< by the clock; 0: not known
     bool hasSamples = false;
+    Pace pace; ///< samples
 };
 
-AacTrial tryAac(Bytes bytes, const Sound &sound, const ClockLine &clock, int rate, int channels,
-                std::size_t stretches)
+AacTrial tryAac(Bytes bytes, const std::vector<Span> &stretches, const std::vector<Span> &losses,
+                const ClockLine &clock, int rate, int channels)
 {
-    AacTrial trial{rate, 0, 0, false};
+    AacTrial trial;
     const CodecPtr decoder = openAacDecoder(rate, channels);
+    if (!decoder)
+        return trial;
     const PacketPtr packet(av_packet_alloc());
     const FramePtr frame(av_frame_alloc());
-    Growth growth(clock);
+    PaceMeter meter(clock);
+    LossFinder lossFinder(losses);
     double samples = 0;
-    const std::size_t count = std::min(stretches, sound.stretches.size());
-    for (std::size_t i = 0; i < count && decoder; ++i) {
-        growth.add(sound.stretches[i].offset, samples);
-        if (!decodeStretch(decoder.get(), packet.get(), frame.get(), bytesOf(bytes, sound.stretches[i]),
-                           [&samples](const AVFrame *decoded) { samples += decoded->nb_samples; }))
-            ++trial.faults;
+    for (const Span &stretch : stretches) {
+        const bool isGood = decodeStretch(decoder.get(), packet.get(), frame.get(), bytesOf(bytes, stretch),
+                                          [&](const AVFrame *decoded) { samples += decoded->nb_samples; });
+        const bool isAfterLoss = lossFinder.isBefore(stretch);
+        trial.faults += isGood ? 0U : 1U;
+        meter.add(stretch.end(), samples, isAfterLoss || !isGood);
     }
-    if (!decoder)
-        trial.faults = count;
-    trial.samplesPerSecond = growth.perSecond();
+    trial.pace = meter.pace();
     trial.hasSamples = samples > 0;
     return trial;
 }
 
-SoundFormat aacFormat(Bytes bytes, const Sound &sound, const ClockLine &clock)
+/// The first stretches, without long ones: damage makes these.
+std::vector<Span> calmStretches(const Sound &sound)
+{
+    constexpr std::size_t enough = 64;
+    std::vector<std::uint64_t> sizes;
+    for (const Span &stretch : sound.stretches)
+        sizes.push_back(stretch.size);
+    const auto large = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() * 9 / 10);
+    std::nth_element(sizes.begin(), large, sizes.end());
+    std::vector<Span> calm;
+    for (const Span &stretch : sound.stretches)
+        if (stretch.size <= 2 * *large && calm.size() < enough)
+            calm.push_back(stretch);
+    return calm;
+}
+
+SoundFormat aacFormat(Bytes bytes, const Sound &sound, const ClockLine &clock,
+                      const std::vector<Span> &losses)
 {
     SoundFormat format{SoundKind::Aac, sound.sampleRateHz, sound.channelCount, false};
     if (format.channelCount <= 0)
         format.channelCount = aacChannels(bytes, sound);
-    if (format.sampleRateHz > 0)
+    if (format.sampleRateHz > 0 || sound.stretches.empty())
         return format;
     // The tables of the codec differ between rates: a wrong one gives messages, or the same samples.
-    constexpr std::size_t enoughToTry = 64;
-    constexpr std::size_t enoughToCount = 2000;
-    std::vector<AacTrial> trials;
-    for (const int rate : {44100, 48000, 32000, 24000, 22050, 16000, 12000, 11025, 8000})
-        trials.push_back(tryAac(bytes, sound, clock, rate, format.channelCount, enoughToTry));
-    std::erase_if(trials, [](const AacTrial &trial) { return !trial.hasSamples; });
-    if (trials.empty())
+    const std::vector<Span> calm = calmStretches(sound);
+    std::vector<RateGuess> guesses;
+    RateGuess cleanest;
+    for (const RateGuess &usual : aacGuesses) {
+        const AacTrial trial = tryAac(bytes, calm, losses, clock, usual.rate, format.channelCount);
+        if (!trial.hasSamples)
+            continue;
+        constexpr double perFault = 2;
+        guesses.push_back({usual.rate, usual.surprise + perFault * double(trial.faults)});
+        const RateGuess byFaults{usual.rate, double(trial.faults)};
+        if (cleanest.rate == 0 || byFaults.surprise < cleanest.surprise)
+            cleanest = byFaults;
+    }
+    if (guesses.empty())
         return {};
-    const auto byFaults = [](const AacTrial &a, const AacTrial &b) { return a.faults < b.faults; };
-    const AacTrial best = *std::min_element(trials.begin(), trials.end(), byFaults);
-    // Some stretches are damaged, or no sound at all.
-    const std::size_t tolerated = best.faults + best.faults / 4;
-    std::erase_if(trials, [tolerated](const AacTrial &trial) { return trial.faults > tolerated; });
-    format.sampleRateHz = best.rate;
-    const double measured =
-        tryAac(bytes, sound, clock, best.rate, format.channelCount, enoughToCount).samplesPerSecond;
-    if (measured > 0)
-        format.sampleRateHz =
-            std::min_element(trials.begin(), trials.end(), [measured](const AacTrial &a, const AacTrial &b) {
-                return ratio(a.rate, measured) < ratio(b.rate, measured);
-            })->rate;
+    constexpr std::size_t enoughToCount = 2000;
+    const std::vector<Span> counted(
+        sound.stretches.begin(),
+        sound.stretches.begin()
+            + static_cast<std::ptrdiff_t>(std::min(enoughToCount, sound.stretches.size())));
+    const Pace pace = tryAac(bytes, counted, losses, clock, cleanest.rate, format.channelCount).pace;
+    for (RateGuess &guess : guesses)
+        guess.surprise = surpriseOf(guess, pace, sound.indexedRateHz);
+    format.sampleRateHz = leastSurprising(guesses);
     return format;
 }
 
@@ -251,7 +230,20 @@ PcmVotes votesOf(Bytes bytes, const Sound &sound, bool isBigEndian)
     return votes;
 }
 
-SoundFormat pcmFormat(Bytes bytes, const Sound &sound, const ClockLine &clock)
+Pace bytePace(const Sound &sound, const ClockLine &clock, const std::vector<Span> &losses)
+{
+    PaceMeter meter(clock);
+    LossFinder lossFinder(losses);
+    double bytes = 0;
+    for (const Span &stretch : sound.stretches) {
+        bytes += double(stretch.size);
+        meter.add(stretch.end(), bytes, lossFinder.isBefore(stretch));
+    }
+    return meter.pace();
+}
+
+SoundFormat pcmFormat(Bytes bytes, const Sound &sound, const ClockLine &clock,
+                      const std::vector<Span> &losses)
 {
     SoundFormat format{SoundKind::Pcm16, sound.sampleRateHz, sound.channelCount, false};
     format.isBigEndian = votesOf(bytes, sound, false).bigEndian > 0;
@@ -259,10 +251,12 @@ SoundFormat pcmFormat(Bytes bytes, const Sound &sound, const ClockLine &clock)
         format.channelCount = votesOf(bytes, sound, format.isBigEndian).stereo > 0 ? 2 : 1;
     if (format.sampleRateHz > 0)
         return format;
-    const double measured = bytesPerSecond(sound, clock);
-    if (measured <= 0)
-        return {};
-    format.sampleRateHz = nearestRate(measured / (2 * format.channelCount));
+    Pace pace = bytePace(sound, clock, losses);
+    pace.perSecond /= 2 * format.channelCount;
+    std::vector<RateGuess> guesses(pcmGuesses.begin(), pcmGuesses.end());
+    for (RateGuess &guess : guesses)
+        guess.surprise = surpriseOf(guess, pace, sound.indexedRateHz);
+    format.sampleRateHz = leastSurprising(guesses);
     return format;
 }
 
@@ -277,13 +271,14 @@ SoundFormat mp3Format(Bytes bytes, const Sound &sound)
 
 } // namespace
 
-SoundFormat soundFormatOf(Bytes bytes, const Sound &sound, const ClockLine &clock)
+SoundFormat soundFormatOf(Bytes bytes, const Sound &sound, const ClockLine &clock,
+                          const std::vector<Span> &losses)
 {
-    if (totalBytes(sound) == 0)
+    if (sound.stretches.empty())
         return {};
     switch (sound.kind) {
-    case SoundKind::Aac: return aacFormat(bytes, sound, clock);
-    case SoundKind::Pcm16: return pcmFormat(bytes, sound, clock);
+    case SoundKind::Aac: return aacFormat(bytes, sound, clock, losses);
+    case SoundKind::Pcm16: return pcmFormat(bytes, sound, clock, losses);
     case SoundKind::Mp3: return mp3Format(bytes, sound);
     case SoundKind::None: break;
     }

@@ -14,8 +14,9 @@ struct SoundFormat {
     bool isBigEndian = false; ///< PCM
 };
 
-/// Kind `None` if no reading makes sense.
-[[nodiscard]] SoundFormat soundFormatOf(Bytes bytes, const Sound &sound, const ClockLine &clock);
+/// Kind `None` if no reading makes sense. `losses` in file order; `clock` may be unusable.
+[[nodiscard]] SoundFormat soundFormatOf(Bytes bytes, const Sound &sound, const ClockLine &clock,
+                                        const std::vector<Span> &losses);
 
 /// A decoder for AAC frames without headers; none if the library refuses.
 [[nodiscard]] CodecPtr openAacDecoder(int sampleRateHz, int channelCount);

@@ -2,6 +2,7 @@
 
 #include "numbering.h"
 #include "remains.h"
+#include "soundstart.h"
 
 #include <algorithm>
 
