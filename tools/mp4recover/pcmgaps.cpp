@@ -162,7 +162,7 @@ std::uint64_t atPieces(std::uint64_t anchor, std::uint64_t about, std::uint64_t 
         if (pieces + windowSize >= distance && pieces <= distance + windowSize)
             whole = pieces;
     }
-    return anchor > about ? anchor - whole : anchor + whole;
+    return anchor > about ? anchor - std::min(whole, anchor) : anchor + whole;
 }
 
 /// Zeros beside what isn't sound are padding or a hole.

@@ -96,7 +96,7 @@ Gap gapOf(Bytes bytes, VideoCodec codec, std::uint64_t alignment, Span span)
         span = {span.offset + padding, span.size - padding};
     if (alignment > 1 && span.end() % alignment == 0) {
         std::uint64_t end = span.end();
-        while (bytes[end - 1] == 0)
+        while (end > span.offset && bytes[end - 1] == 0)
             --end;
         span.size = end - span.offset;
     }
