@@ -15,10 +15,11 @@ class Search
 {
 public:
     Search(const HeaderGuess &headers, const EncoderNote &note, const ChannelRequest &size,
-           const std::vector<int> &pictureIds, const std::vector<Sample> &samples)
+           const std::vector<int> &pictureIds, const std::vector<Sample> &samples, double effort)
         : m_headers(headers)
         , m_pictureIds(pictureIds)
         , m_samples(samples)
+        , m_effort(effort)
         , m_macroblocks(std::int64_t{size.width / 16 + 1} * (size.height / 16 + 1))
     {
         m_base.width = size.width;
@@ -50,9 +51,14 @@ private:
         return guess;
     }
 
+    [[nodiscard]] bool isSpent(std::int64_t budget) const
+    {
+        return double(m_spent) > double(budget) * m_effort;
+    }
+
     [[nodiscard]] bool isClean(const H264Guess &guess, const std::vector<Sample> &samples)
     {
-        if (m_spent > macroblockBudget)
+        if (isSpent(macroblockBudget))
             return false;
         const TrialResult result = tryDecoding(VideoCodec::H264, buildH264Sets(guess, m_pictureIds), samples);
         m_spent +=
@@ -177,7 +183,7 @@ private:
         H264Guess best = guesses.front();
         std::size_t most = 0;
         for (const H264Guess &guess : guesses) {
-            if (m_spent > budgetForDamaged)
+            if (isSpent(budgetForDamaged))
                 break;
             const std::size_t good = countDecodable(VideoCodec::H264, buildH264Sets(guess, m_pictureIds),
                                                     samples, samples.size() - most);
@@ -193,6 +199,7 @@ private:
     const HeaderGuess &m_headers;
     const std::vector<int> &m_pictureIds;
     const std::vector<Sample> &m_samples;
+    double m_effort;
     std::int64_t m_macroblocks;
     std::int64_t m_spent = 0;
     H264Guess m_base;
@@ -203,9 +210,10 @@ private:
 } // namespace
 
 H264Found searchH264Sets(const HeaderGuess &headers, const EncoderNote &note, const ChannelRequest &size,
-                         const std::vector<int> &pictureIds, const std::vector<Sample> &samples)
+                         const std::vector<int> &pictureIds, const std::vector<Sample> &samples,
+                         double effort)
 {
-    return Search(headers, note, size, pictureIds, samples).run();
+    return Search(headers, note, size, pictureIds, samples, effort).run();
 }
 
 std::vector<ParameterSet> buildH264Sets(H264Guess guess, const std::vector<int> &pictureIds)

@@ -16,6 +16,6 @@ struct H264Found {
 };
 [[nodiscard]] H264Found searchH264Sets(const HeaderGuess &headers, const EncoderNote &note,
                                        const ChannelRequest &size, const std::vector<int> &pictureIds,
-                                       const std::vector<Sample> &samples);
+                                       const std::vector<Sample> &samples, double effort);
 
 [[nodiscard]] std::vector<ParameterSet> buildH264Sets(H264Guess guess, const std::vector<int> &pictureIds);

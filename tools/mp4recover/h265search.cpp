@@ -43,9 +43,11 @@ constexpr std::array<Blocks, 11> blockSizes{{{3, 6, 5},
 class Search
 {
 public:
-    Search(const ChannelRequest &size, const std::vector<int> &pictureIds, const std::vector<Sample> &samples)
+    Search(const ChannelRequest &size, const std::vector<int> &pictureIds, const std::vector<Sample> &samples,
+           double effort)
         : m_pictureIds(pictureIds)
         , m_samples(samples)
+        , m_effort(effort)
     {
         m_base.width = size.width;
         m_base.height = size.height;
@@ -75,6 +77,8 @@ public:
     }
 
 private:
+    [[nodiscard]] bool isSpent() const { return double(m_spent) > double(sampleBudget) * m_effort; }
+
     /// Whether their key frames have the same headers.
     static bool isKeyFrameAlike(const H265Guess &a, const H265Guess &b)
     {
@@ -150,7 +154,7 @@ private:
                             m_endedEarly += tryKeyFrame(guess, trials) ? 0 : 1;
                             if (doesOneStandOut(trials))
                                 return true;
-                            if (m_spent > sampleBudget)
+                            if (isSpent())
                                 return false;
                         }
         return false;
@@ -245,7 +249,7 @@ private:
         Course farthest;
         m_spent = 0;
         for (const H265Guess &guess : extensions(key.guess)) {
-            if (m_spent > sampleBudget)
+            if (isSpent())
                 break;
             const Course course = follow(guess, count);
             if (course.isBetterThan(farthest)) {
@@ -308,6 +312,7 @@ private:
     const std::vector<int> &m_pictureIds;
     const std::vector<Sample> &m_samples;
     std::vector<H265Guess> m_headers;
+    double m_effort;
     std::int64_t m_spent = 0;
     std::size_t m_endedEarly = 0; ///< trials that don't reach the end of the key frame
     H265Guess m_base;
@@ -316,9 +321,9 @@ private:
 } // namespace
 
 H265Found searchH265Sets(const ChannelRequest &size, const std::vector<int> &pictureIds,
-                         const std::vector<Sample> &samples)
+                         const std::vector<Sample> &samples, double effort)
 {
-    return Search(size, pictureIds, samples).run();
+    return Search(size, pictureIds, samples, effort).run();
 }
 
 std::vector<ParameterSet> buildH265Sets(H265Guess guess, const std::vector<int> &pictureIds)

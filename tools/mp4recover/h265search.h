@@ -14,6 +14,6 @@ struct H265Found {
     std::size_t cleanPictures = 0; ///< so many look decoded with it, from the first one on
 };
 [[nodiscard]] H265Found searchH265Sets(const ChannelRequest &size, const std::vector<int> &pictureIds,
-                                       const std::vector<Sample> &samples);
+                                       const std::vector<Sample> &samples, double effort);
 
 [[nodiscard]] std::vector<ParameterSet> buildH265Sets(H265Guess guess, const std::vector<int> &pictureIds);

@@ -73,11 +73,11 @@ std::vector<int> idsOf(const std::map<int, std::size_t> &usedIds)
 }
 
 BuiltSets h264Sets(Bytes bytes, const std::vector<Unit> &units, const Channel &channel, const Group &group,
-                   const std::vector<int> &pictureIds, const std::vector<Sample> &samples)
+                   const std::vector<int> &pictureIds, const std::vector<Sample> &samples, double effort)
 {
     const H264Found found =
         searchH264Sets(guessHeaders(bytes, units, channel, group.first, group.count),
-                       encoderNoteOf(bytes, units, channel), *channel.request, pictureIds, samples);
+                       encoderNoteOf(bytes, units, channel), *channel.request, pictureIds, samples, effort);
     return {buildH264Sets(found.guess, pictureIds),
             VideoCodec::H264,
             found.guess,
@@ -87,9 +87,9 @@ BuiltSets h264Sets(Bytes bytes, const std::vector<Unit> &units, const Channel &c
 }
 
 BuiltSets h265Sets(const Channel &channel, const std::vector<int> &pictureIds,
-                   const std::vector<Sample> &samples)
+                   const std::vector<Sample> &samples, double effort)
 {
-    const H265Found found = searchH265Sets(*channel.request, pictureIds, samples);
+    const H265Found found = searchH265Sets(*channel.request, pictureIds, samples, effort);
     return {buildH265Sets(found.guess, pictureIds),
             VideoCodec::H265,
             {},
@@ -101,19 +101,21 @@ BuiltSets h265Sets(const Channel &channel, const std::vector<int> &pictureIds,
 } // namespace
 
 std::optional<BuiltSets> searchSets(Bytes bytes, const std::vector<Unit> &units, const Channel &channel,
-                                    const std::map<int, std::size_t> &usedIds)
+                                    const std::map<int, std::size_t> &usedIds, double effort)
 {
     if (usedIds.empty() || !canBeBuilt(channel))
         return {};
     std::optional<BuiltSets> best;
     std::vector<Group> groups = longestGroups(channel);
+    if (effort < 1)
+        groups.resize(std::min<std::size_t>(groups.size(), 1));
     if (groups.empty())
         groups.push_back({0, std::min(channel.pictures.size(), groupPictures)});
     for (const Group &group : groups) {
         const std::vector<Sample> samples = samplesOf(bytes, units, channel, group);
         BuiltSets built = channel.codec == VideoCodec::H265
-            ? h265Sets(channel, idsOf(usedIds), samples)
-            : h264Sets(bytes, units, channel, group, idsOf(usedIds), samples);
+            ? h265Sets(channel, idsOf(usedIds), samples, effort)
+            : h264Sets(bytes, units, channel, group, idsOf(usedIds), samples, effort);
         const bool isWhole = !samples.empty() && built.cleanPictures == samples.size();
         built.isWhole = isWhole;
         if (!best || built.cleanPictures > best->cleanPictures)

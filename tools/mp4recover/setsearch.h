@@ -23,9 +23,11 @@ struct BuiltSets {
 /// a group of pictures. The number of trials and the time that they take are bounded. Where no guess gets
 /// through a group, because pictures of it are damaged or on the wrong channel, the likeliest one. None for
 /// channels without a size or without pictures.
+/// `effort`, from 0 to 1, shortens the search.
 [[nodiscard]] std::optional<BuiltSets> searchSets(Bytes bytes, const std::vector<Unit> &units,
                                                   const Channel &channel,
-                                                  const std::map<int, std::size_t> &usedIds);
+                                                  const std::map<int, std::size_t> &usedIds,
+                                                  double effort = 1);
 
 /// Pictures to judge sets by: the first whole ones from a key frame on, and a key frame of another group; at
 /// most so many of the first.

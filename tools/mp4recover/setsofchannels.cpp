@@ -117,11 +117,12 @@ private:
     {
         if (channel.request)
             return searchSets(m_bytes, m_findings.units, channel, ids);
+        constexpr double effortForSize = 0.2; // there are many sizes
         std::optional<BuiltSets> best;
         Channel sized = channel;
         for (const auto &[width, height] : usualSizes) {
             sized.request = ChannelRequest{width, height, 0};
-            auto built = searchSets(m_bytes, m_findings.units, sized, ids);
+            auto built = searchSets(m_bytes, m_findings.units, sized, ids, effortForSize);
             if (built && (!best || built->cleanPictures > best->cleanPictures))
                 best = std::move(built);
             if (best && best->isWhole)
