@@ -5,6 +5,48 @@ namespace {
 constexpr double leastTurnCost = 0.5;
 constexpr double mostTurnCost = 8;
 
+/// Seconds, of those that no loss begins, ends or interrupts.
+std::vector<double> wholeRuns(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
+                              const Habits &habits, const std::vector<Span> &losses)
+{
+    std::vector<double> durations;
+    std::uint8_t last = noChannel;
+    std::uint32_t length = 0;
+    bool isWhole = true;
+    auto loss = losses.begin();
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        bool isBehindLoss = false;
+        for (; loss != losses.end() && loss->offset < found.pictures[i].offset; ++loss)
+            isBehindLoss = true;
+        isWhole = isWhole && !isBehindLoss;
+        if (channels[i] == noChannel)
+            continue;
+        if (channels[i] != last) {
+            if (last != noChannel && isWhole)
+                durations.push_back(length / habits.rates[last]);
+            last = channels[i];
+            length = 0;
+            isWhole = !isBehindLoss;
+        }
+        ++length;
+    }
+    return durations;
+}
+
+/// Runs of a fixed time hold now one picture more, now one less.
+double meanAbout(double middle, double slack, const std::vector<double> &durations)
+{
+    double sum = 0;
+    double count = 0;
+    for (const double duration : durations) {
+        if (std::abs(duration - middle) < slack) {
+            sum += duration;
+            ++count;
+        }
+    }
+    return count == 0 ? middle : sum / count;
+}
+
 } // namespace
 
 std::size_t sizeClass(const AccessUnit &picture)
@@ -16,27 +58,27 @@ double logSize(const AccessUnit &picture)
 {
     return std::log2(static_cast<double>(picture.end - picture.offset));
 }
-RunLengths usualRuns(const std::vector<std::uint8_t> &channels)
+std::vector<double> runDurations(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
+                                 const Habits &habits, const std::vector<Span> &losses)
 {
-    std::array<std::vector<std::uint32_t>, maximumChannels> runs;
-    for (std::size_t i = 0; i < channels.size(); ++i) {
-        if (channels[i] == noChannel)
-            continue;
-        std::vector<std::uint32_t> &own = runs[channels[i]];
-        if (i == 0 || channels[i] != channels[i - 1])
-            own.push_back(0);
-        if (!own.empty())
-            ++own.back();
+    std::vector<double> durations = wholeRuns(found, channels, habits, losses);
+    if (durations.empty())
+        return {};
+    std::sort(durations.begin(), durations.end());
+    const double period = 1 / *std::min_element(habits.rates.begin(), habits.rates.end());
+    const double slack = 1.01 * period;
+    const double usual = meanAbout(durations[durations.size() / 2], slack, durations);
+    const double longest = meanAbout(durations.back(), slack, durations);
+    std::vector<double> result;
+    // A few turns of one channel in succession look like one long run.
+    for (const double candidate : {usual, usual / 2, usual / 3, longest}) {
+        const bool isKnown = std::any_of(result.begin(), result.end(), [&](double other) {
+            return std::abs(other - candidate) < 0.1 * period;
+        });
+        if (candidate > 1.5 / habits.rates[0] && !isKnown)
+            result.push_back(candidate);
     }
-    RunLengths lengths{};
-    for (std::size_t i = 0; i < runs.size(); ++i) {
-        if (runs[i].empty())
-            continue;
-        const auto middle = runs[i].begin() + static_cast<std::ptrdiff_t>(runs[i].size() / 2);
-        std::nth_element(runs[i].begin(), middle, runs[i].end());
-        lengths[i] = *middle;
-    }
-    return lengths;
+    return result;
 }
 
 std::size_t countPassedOver(const std::vector<std::uint8_t> &channels, std::size_t channelCount)

@@ -15,6 +15,9 @@ inline constexpr std::size_t maximumChannels = 8;
 /// The channel of a picture that is none.
 inline constexpr std::uint8_t noChannel = 0xff;
 
+/// How many pictures of each channel stand in a row.
+using RunLengths = std::array<float, maximumChannels>;
+
 /// The usual size of a channel's pictures, as logarithm to the base 2.
 class SizeModel
 {
@@ -65,11 +68,10 @@ struct Habits {
     std::array<double, 3> usualDistances{}; ///< of the traits of neighbours, by size class; 0: not known
 };
 
-/// How many pictures of each channel stand in a row.
-using RunLengths = std::array<std::uint32_t, maximumChannels>;
-
-/// The usual numbers of pictures that the channels have in a row.
-[[nodiscard]] RunLengths usualRuns(const std::vector<std::uint8_t> &channels);
+/// How long runs of pictures of one channel may be meant to last, in seconds.
+[[nodiscard]] std::vector<double> runDurations(const AccessUnits &found,
+                                               const std::vector<std::uint8_t> &channels,
+                                               const Habits &habits, const std::vector<Span> &losses);
 
 /// How often another channel was waiting longer than the one that came.
 [[nodiscard]] std::size_t countPassedOver(const std::vector<std::uint8_t> &channels,

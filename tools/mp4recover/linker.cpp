@@ -36,6 +36,21 @@ void orderById(const AccessUnits &found, const std::vector<ChannelRequest> &requ
     for (std::uint8_t &channel : channels)
         channel = channel == noChannel ? channel : numbers[channel];
 }
+
+/// The picture sizes that parameter sets tell of, in the order of the file.
+std::vector<ChannelRequest> sizesOf(const AccessUnits &found, std::size_t most)
+{
+    std::vector<ChannelRequest> sizes;
+    for (const SetGroup &group : found.sets) {
+        const bool isKnown = std::any_of(sizes.begin(), sizes.end(), [&](const ChannelRequest &size) {
+            return size.width == group.width && size.height == group.height;
+        });
+        if (group.width > 0 && !isKnown && sizes.size() < most)
+            sizes.push_back({group.width, group.height, 0});
+    }
+    return sizes;
+}
+
 class Linking
 {
 public:
@@ -91,15 +106,14 @@ private:
         };
         const Hypothesis runs{Order::Runs, {}};
         Links links = link(runs, count);
-        const RunLengths lengths = usualRuns(links.channels);
-        const std::uint32_t longest = *std::max_element(lengths.begin(), lengths.end());
+        const std::vector<double> durations =
+            runDurations(m_input.found, links.channels, m_habits, m_input.losses);
         offer(runs, std::move(links));
-        for (const std::uint32_t divisor : {1U, 2U, 3U}) {
-            Hypothesis equalRuns{Order::EqualRuns, lengths};
-            for (std::uint32_t &length : equalRuns.runLengths)
-                length = std::max(1U, length / divisor);
-            if (longest / divisor > 1)
-                offer(equalRuns, link(equalRuns, count));
+        for (const double duration : durations) {
+            Hypothesis equalRuns{Order::EqualRuns, {}};
+            for (std::size_t i = 0; i < m_input.channels.size(); ++i)
+                equalRuns.runLengths[i] = static_cast<float>(duration * m_habits.rates[i]);
+            offer(equalRuns, link(equalRuns, count));
         }
         if (best.order == Order::Turns)
             m_habits = habitsOf(m_input.found, m_best.channels, m_input.channels);
@@ -176,19 +190,16 @@ std::vector<ChannelRequest> guessChannels(VideoCodec codec, const AccessUnits &f
     first.pictures.assign(found.pictures.begin(),
                           found.pictures.begin()
                               + static_cast<std::ptrdiff_t>(std::min(found.pictures.size(), enoughPictures)));
-    std::vector<ChannelRequest> channels;
-    for (const SetGroup &group : found.sets) {
-        const bool isKnown =
-            std::any_of(channels.begin(), channels.end(), [&](const ChannelRequest &channel) {
-                return channel.width == group.width && channel.height == group.height;
-            });
-        if (group.width > 0 && !isKnown && channels.size() < mostGuessed)
-            channels.push_back({group.width, group.height, 0});
-    }
-    // The main camera has the largest pictures.
-    std::stable_sort(channels.begin(), channels.end(), [](const ChannelRequest &a, const ChannelRequest &b) {
-        return a.width * a.height > b.width * b.height;
-    });
+    std::vector<ChannelRequest> channels = sizesOf(found, mostGuessed);
+    // The main camera is written first and has the largest pictures.
+    const bool isBeginLost = !losses.empty() && !first.pictures.empty()
+        && losses.front().offset
+            < first.pictures[std::min(first.pictures.size() - 1, channels.size())].offset;
+    if (isBeginLost)
+        std::stable_sort(channels.begin(), channels.end(),
+                         [](const ChannelRequest &a, const ChannelRequest &b) {
+                             return a.width * a.height > b.width * b.height;
+                         });
     if (channels.empty())
         channels.emplace_back();
     double cost = linkChannels(codec, first, channels, losses).cost;
