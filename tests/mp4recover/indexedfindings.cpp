@@ -120,7 +120,7 @@ Findings findingsOfIndex(const QString &path, Bytes bytes, bool keepTimes)
     for (std::uint64_t at = 0; at + 8 < bytes.size(); ++at)
         if (const auto block = blockAt(bytes, at))
             blocks.push_back(*block);
-    findings.clock = clockOf(blocks, {});
+    findings.clock = clockOf(blocks);
     findings.isIndexTrusted = keepTimes;
     return findings;
 }

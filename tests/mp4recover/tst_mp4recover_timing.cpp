@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint64_t bytesPerSecond = 100'000;
 
-/// A channel of which the frames `lost` says are missing, with a reading of the clock ten times a second.
+/// A channel with a key picture each second, and a number of 4 bits in each picture.
 struct Drive {
     double rate = 30;
     double seconds = 10;
@@ -17,53 +17,66 @@ struct Drive {
     double firstLost = 0; ///< seconds; nothing is lost before 0
     double lastLost = 0;
     std::uint32_t missingTold = 0;
-    bool areReadingsLostToo = false;
+    int readingsPerSecond = 10; ///< of the clock
+    bool areReadingsLostToo = true;
     double chunkSeconds = 0; ///< pictures are written in such pieces; 0: each at its time
+    double firstReading = 0.37; ///< how far the clock's first second has gone already
 };
 
-struct Made {
-    Channel channel;
-    std::vector<Unit> units;
-    std::vector<ClockMark> clock;
-};
-
-Made make(const Drive &drive)
+std::uint64_t offsetAt(double time)
 {
-    Made made;
-    const auto isLost = [&drive](double time) { return time >= drive.firstLost && time < drive.lastLost; };
-    const auto offsetAt = [](double time) {
-        return static_cast<std::uint64_t>(std::llround(time * bytesPerSecond));
-    };
+    return static_cast<std::uint64_t>(std::llround(time * bytesPerSecond));
+}
+
+bool isLost(const Drive &drive, double time) { return time >= drive.firstLost && time < drive.lastLost; }
+
+Findings make(const Drive &drive)
+{
+    Findings made;
+    made.channels.resize(1);
+    Channel &channel = made.channels.front();
+    channel.numberBits = 4;
     bool wasLost = false;
-    for (int frame = 0; frame < drive.seconds * drive.rate; ++frame) {
+    const int group = int(drive.rate);
+    for (int frame = 0; frame < drive.seconds * drive.rate - 1e-6; ++frame) {
         const double time = frame / drive.rate;
-        if (isLost(time)) {
+        if (isLost(drive, time)) {
             wasLost = true;
             continue;
         }
         Picture picture;
         picture.firstUnit = static_cast<std::uint32_t>(made.units.size());
         picture.unitCount = 1;
+        picture.isSync = frame % group == 0;
+        picture.restartsNumbers = picture.isSync;
+        picture.number = static_cast<std::uint32_t>(frame % group % 16);
         picture.followsLoss = wasLost;
         picture.picturesMissingBefore = wasLost ? drive.missingTold : 0;
         wasLost = false;
+        const double chunk = std::floor(time / std::max(drive.chunkSeconds, 1e-3) + 1e-6) + 1;
         const double written = drive.chunkSeconds <= 0
             ? time
-            : (std::floor(time / drive.chunkSeconds + 1e-6) + 1) * drive.chunkSeconds;
-        made.units.push_back({offsetAt(written) + 1 + static_cast<std::uint64_t>(frame % 64), 10, 1});
-        made.channel.pictures.push_back(picture);
+            : chunk * drive.chunkSeconds + (time - (chunk - 1) * drive.chunkSeconds) * 0.01;
+        const auto size = static_cast<std::uint32_t>(0.8 * bytesPerSecond / drive.rate);
+        made.units.push_back({offsetAt(written) + 1, size, 1});
+        channel.pictures.push_back(picture);
     }
-    for (int tenth = 0; tenth < drive.seconds * 10; ++tenth)
-        if (!drive.areReadingsLostToo || !isLost(tenth / 10.0))
-            made.clock.push_back({offsetAt(tenth / 10.0), tenth / 10.0});
+    for (int i = 0; i < drive.seconds * drive.readingsPerSecond; ++i) {
+        const double time = double(i) / drive.readingsPerSecond;
+        if (!drive.areReadingsLostToo || !isLost(drive, time))
+            made.clock.push_back({offsetAt(time),
+                                  1'000'000'000 + static_cast<std::int64_t>(time + drive.firstReading + 1e-6),
+                                  drive.readingsPerSecond == 1});
+    }
+    const std::uint64_t lost = offsetAt(drive.lastLost) - offsetAt(drive.firstLost);
+    if (lost > 0)
+        made.losses.push_back({offsetAt(drive.firstLost) + 1, lost - 1});
     return made;
 }
 
 VideoTimes timesOf(const Drive &drive)
 {
-    const Made made = make(drive);
-    return timePictures(made.channel, made.units, ClockLine(made.clock), {drive.inSets, drive.requested}, {},
-                        4);
+    return timePictures(make(drive), {{{drive.inSets, drive.requested}, {}}}).front();
 }
 
 } // namespace
@@ -85,13 +98,15 @@ private Q_SLOTS:
             << Drive{.rate = 30000.0 / 1001, .seconds = 3600, .requested = 30, .inSets = 30};
         QTest::newRow("no usual rate") << Drive{.rate = 26.8, .seconds = 60, .requested = 27};
         QTest::newRow("in pieces of half a second") << Drive{.chunkSeconds = 0.5};
-        QTest::newRow("gap as told") << Drive{.firstLost = 3, .lastLost = 3.2, .missingTold = 6};
-        QTest::newRow("gap unknown to the slices") << Drive{.firstLost = 3, .lastLost = 4};
-        QTest::newRow("longer than frame numbers tell")
-            << Drive{.firstLost = 3, .lastLost = 5, .missingTold = 12};
-        QTest::newRow("shorter than told") << Drive{.firstLost = 3, .lastLost = 3.1, .missingTold = 11};
-        QTest::newRow("readings lost too")
-            << Drive{.firstLost = 3, .lastLost = 4, .missingTold = 14, .areReadingsLostToo = true};
+        QTest::newRow("two seconds of a clock that is read 5 times in each")
+            << Drive{.rate = 15, .seconds = 1.9, .requested = 15, .readingsPerSecond = 5};
+        QTest::newRow("positions only") << Drive{.rate = 27.5, .requested = 27, .readingsPerSecond = 1};
+        QTest::newRow("gap") << Drive{.firstLost = 3, .lastLost = 3.2};
+        QTest::newRow("longer than frame numbers tell") << Drive{.firstLost = 3, .lastLost = 5};
+        QTest::newRow("gap of positions only")
+            << Drive{.firstLost = 3.1, .lastLost = 4.7, .readingsPerSecond = 1};
+        QTest::newRow("readings are there")
+            << Drive{.firstLost = 3, .lastLost = 4, .areReadingsLostToo = false};
         QTest::newRow("gap of which nonsense is told")
             << Drive{.firstLost = 3, .lastLost = 3.1, .missingTold = 40000};
     }
@@ -122,17 +137,14 @@ private Q_SLOTS:
         QFETCH(const double, inSets);
         QFETCH(const int, requested);
         QFETCH(const double, rate);
-        const Made made = make({});
-        const VideoTimes times =
-            timePictures(made.channel, made.units, ClockLine({}), {inSets, requested}, {}, 4);
+        const VideoTimes times = timesOf({.requested = requested, .inSets = inSets, .readingsPerSecond = 0});
         QCOMPARE(double(times.timescale) / double(times.lastDuration), rate);
     }
 
     void reorderedPicturesAreShownInTheirPlace()
     {
-        const Made made = make({.seconds = 0.2});
         const std::vector<std::uint32_t> order{0, 3, 1, 2, 5, 4};
-        const VideoTimes times = timePictures(made.channel, made.units, ClockLine({}), {0, 30}, order, 4);
+        const VideoTimes times = timePictures(make({.seconds = 0.2}), {{{0, 30}, order}}).front();
         std::vector<std::int64_t> shown;
         for (std::size_t i = 0; i < order.size(); ++i) {
             QVERIFY(times.shownLater[i] >= 0);
@@ -175,8 +187,7 @@ private Q_SLOTS:
         QFETCH(const double, end);
         QFETCH(const bool, isTold);
         constexpr int rate = 16000;
-        const Made made = make({});
-        const ClockLine clock(made.clock);
+        const ClockLine clock({{0, 0}, {offsetAt(10), 10}});
         SilenceJudge judge(clock, rate);
         double silent = 0;
         bool wasLost = false;

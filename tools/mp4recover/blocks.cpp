@@ -12,7 +12,6 @@ constexpr std::uint64_t tagSize = 3;
 constexpr std::uint64_t headerSize = 8;
 constexpr std::uint32_t maximumText = 4096;
 constexpr std::uint32_t smallestAcceleration = 15;
-constexpr std::size_t accelerationsPerSecond = 10;
 constexpr std::uint32_t largestAcceleration = 512;
 
 std::optional<Block::Kind> kindAt(const std::uint8_t *bytes)
@@ -122,84 +121,6 @@ std::optional<ChannelRequest> channelOf(std::string_view piece)
     return ChannelRequest{numbers[0], numbers[1], numbers[2]};
 }
 
-/// Blocks of that kind that carry a time.
-std::vector<const Block *> timed(const std::vector<Block> &blocks, Block::Kind kind)
-{
-    std::vector<const Block *> found;
-    for (const Block &block : blocks) {
-        if (block.kind == kind && block.second)
-            found.push_back(&block);
-    }
-    return found;
-}
-
-/// Readings of one second.
-struct Run {
-    std::size_t first = 0;
-    std::size_t count = 0;
-};
-
-using Readings = std::vector<const Block *>;
-
-std::uint64_t distance(const Readings &readings, std::size_t i)
-{
-    return readings[i]->offset - readings[i - 1]->offset;
-}
-
-/// How many readings were lost before this one, by the bytes that were lost there.
-std::size_t lostBefore(const Readings &readings, std::size_t i, const std::vector<Span> &losses,
-                       std::uint64_t usualDistance)
-{
-    std::uint64_t lost = 0;
-    for (const Span &loss : losses)
-        if (loss.offset >= readings[i - 1]->offset && loss.end() <= readings[i]->offset)
-            lost += loss.size;
-    return static_cast<std::size_t>((lost + usualDistance / 2) / std::max<std::uint64_t>(usualDistance, 1));
-}
-
-/// The readings' places among the `spread` of their second. What is missing in a whole second was lost in the
-/// widest gap; the first and the last second may just be there in part.
-std::vector<std::size_t> placesOf(const Readings &readings, const Run &run, std::size_t spread,
-                                  const std::vector<Span> &losses, std::uint64_t usualDistance)
-{
-    const std::size_t end = run.first + run.count;
-    const bool isFirst = run.first == 0;
-    const bool isLast = end == readings.size();
-    std::size_t missing = spread - run.count;
-    std::vector<std::size_t> places(run.count, 0);
-    if (!isFirst && !isLast) {
-        std::size_t widest = run.first;
-        for (std::size_t i = run.first + 1; i <= end; ++i)
-            if (distance(readings, i) > distance(readings, widest))
-                widest = i;
-        for (std::size_t i = 0; i < run.count; ++i)
-            places[i] = i + (run.first + i < widest ? 0 : missing);
-        return places;
-    }
-    for (std::size_t i = 1; i < run.count; ++i) {
-        const std::size_t lost =
-            std::min(missing, lostBefore(readings, run.first + i, losses, usualDistance));
-        missing -= lost;
-        places[i] = places[i - 1] + 1 + lost;
-    }
-    if (isFirst && !isLast)
-        for (std::size_t &place : places)
-            place += missing;
-    return places;
-}
-
-std::uint64_t usualDistanceOf(const Readings &readings)
-{
-    std::vector<std::uint64_t> distances;
-    for (std::size_t i = 1; i < readings.size(); ++i)
-        distances.push_back(distance(readings, i));
-    if (distances.empty())
-        return 0;
-    const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
-    std::nth_element(distances.begin(), middle, distances.end());
-    return *middle;
-}
-
 } // namespace
 
 std::optional<Block> blockAt(Bytes bytes, std::uint64_t offset)
@@ -241,41 +162,11 @@ std::vector<ChannelRequest> channelsOf(Bytes bytes, const Block &block)
     return channels;
 }
 
-std::vector<ClockMark> clockOf(const std::vector<Block> &blocks, const std::vector<Span> &losses)
+std::vector<ClockReading> clockOf(const std::vector<Block> &blocks)
 {
-    Readings readings = timed(blocks, Block::Kind::Acceleration);
-    if (readings.empty())
-        readings = timed(blocks, Block::Kind::Position);
-    if (readings.empty())
-        return {};
-
-    std::vector<Run> runs;
-    for (std::size_t i = 0; i < readings.size(); ++i) {
-        if (runs.empty() || readings[i]->second != readings[i - 1]->second)
-            runs.push_back({i, 0});
-        ++runs.back().count;
-    }
-    // The first and the last second are there in part only, and any other may have lost readings.
-    std::size_t usual = 1;
-    for (const Run &run : runs)
-        usual = std::max(usual, run.count);
-    constexpr std::size_t plausiblePart = 4;
-    if (usual >= plausiblePart)
-        usual = std::max(usual, accelerationsPerSecond);
-
-    const std::uint64_t usualDistance = usualDistanceOf(readings);
-    std::vector<ClockMark> marks;
-    for (const Run &run : runs) {
-        const std::size_t spread = std::max(run.count, usual);
-        const std::vector<std::size_t> places = placesOf(readings, run, spread, losses, usualDistance);
-        for (std::size_t i = 0; i < run.count; ++i) {
-            const Block &block = *readings[run.first + i];
-            const double fraction = static_cast<double>(places[i]) / static_cast<double>(spread);
-            marks.push_back({block.offset, static_cast<double>(*block.second) + fraction});
-        }
-    }
-    const double start = marks.front().seconds;
-    for (ClockMark &mark : marks)
-        mark.seconds -= start;
-    return marks;
+    std::vector<ClockReading> readings;
+    for (const Block &block : blocks)
+        if (block.second)
+            readings.push_back({block.offset, *block.second, block.kind == Block::Kind::Position});
+    return readings;
 }

@@ -26,8 +26,5 @@ struct Block {
 /// The channels that a block of kind Channels describes, such as "vid:[2]1920.1080.30:1280.720.30".
 [[nodiscard]] std::vector<ChannelRequest> channelsOf(Bytes bytes, const Block &block);
 
-/// The clock readings of blocks in file order. Readings of one second are spread over it, as the clock has
-/// whole seconds only. Accelerometer blocks give them; where there are none, positions do. `losses` are the
-/// stretches in which some may be lost.
-[[nodiscard]] std::vector<ClockMark> clockOf(const std::vector<Block> &blocks,
-                                             const std::vector<Span> &losses);
+/// The blocks that carry a time.
+[[nodiscard]] std::vector<ClockReading> clockOf(const std::vector<Block> &blocks);

@@ -50,6 +50,8 @@ public:
         picture.picturesMissingBefore = m_numbering.hasStarted() ? m_numbering.fit(found.slice).ahead : 0;
         picture.followsLoss = picture.picturesMissingBefore != 0 || passLosses(found.offset);
         m_numbering.advance(found.slice);
+        picture.restartsNumbers = found.slice.restartsCount;
+        picture.number = numberOf(found.slice, m_channel.numberBits);
         m_channel.pictures.push_back(picture);
     }
 
@@ -73,10 +75,12 @@ std::vector<Channel> buildChannels(VideoCodec codec, const AccessUnits &found, c
                                    const std::vector<Span> &losses)
 {
     std::vector<Channel> channels(std::min(requests.size(), maximumChannels));
-    const Numbering numbering(codec, counterBitsOf(codec, found, channels.size()), isReordered(found));
+    const int numberBits = counterBitsOf(codec, found, channels.size());
+    const Numbering numbering(codec, numberBits, isReordered(found));
     std::vector<ChannelBuilder> builders;
     for (std::size_t i = 0; i < channels.size(); ++i) {
         channels[i].codec = codec;
+        channels[i].numberBits = numberBits;
         if (requests[i].framesPerSecond > 0)
             channels[i].request = requests[i];
         builders.emplace_back(channels[i], numbering, losses);
@@ -224,6 +228,6 @@ Findings findRecording(const MappedFile &file, const std::vector<ChannelRequest>
             addSoundHint(tracks, findings.sound);
         }
     }
-    findings.clock = clockOf(landmarks.blocks, findings.losses);
+    findings.clock = clockOf(landmarks.blocks);
     return findings;
 }

@@ -38,6 +38,9 @@ struct Picture {
     bool isDamaged = false; ///< bytes of it are known to be lost (a stretch of zeros, a slice missing)
     bool followsLoss = false; ///< something of this channel is missing right before it
     std::uint32_t picturesMissingBefore = 0; ///< by its frame number; 0 also where unknown
+    /// The number it carries (frame_num of H.264, the order's low bits of H.265), in Channel::numberBits.
+    std::uint32_t number = 0;
+    bool restartsNumbers = false; ///< IDR: the numbers begin with 0 again
 };
 
 /// A time stamp of a trusted index, in units of IndexedTimes::timescale.
@@ -55,6 +58,7 @@ struct Channel {
     /// From a trusted index: as many as pictures; else empty.
     std::vector<IndexedTime> times;
     std::uint32_t timescale = 0;
+    int numberBits = 0; ///< of Picture::number; 0 where these are unknown
 };
 
 enum class SoundKind { None, Aac, Mp3, Pcm16 };
@@ -68,10 +72,11 @@ struct Sound {
     int indexedRateHz = 0; ///< what an index says that isn't trusted: a hint
 };
 
-/// A telemetry block's reading of the camera's clock.
-struct ClockMark {
+/// A telemetry block with a reading of the camera's clock, which has whole seconds.
+struct ClockReading {
     std::uint64_t offset = 0; ///< of the block in the file
-    double seconds = 0; ///< since the first mark
+    std::int64_t second = 0; ///< since an epoch that readings of one kind share
+    bool isPosition = false; ///< else an acceleration
 };
 
 /// What was found in a damaged recording, before anything is decoded or written.
@@ -79,7 +84,7 @@ struct Findings {
     std::vector<Unit> units;
     std::vector<Channel> channels; ///< in the order of the requests
     Sound sound;
-    std::vector<ClockMark> clock; ///< in file order
+    std::vector<ClockReading> clock; ///< in file order
     std::vector<Span> losses; ///< stretches that nothing could be made of
     bool isIndexTrusted = false;
 };

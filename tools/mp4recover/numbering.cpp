@@ -19,10 +19,7 @@ double followingShare(const AccessUnits &found, int bits, std::size_t channelCou
     const std::size_t count = std::min(found.pictures.size(), sampleCount);
     const std::size_t window = 4 * channelCount + 1;
     const std::uint32_t mask = (1U << static_cast<unsigned>(bits)) - 1;
-    const auto numberOf = [&](std::size_t index) {
-        const SliceStart &slice = found.pictures[index].slice;
-        return slice.restartsCount ? 0 : slice.restBits >> (bitsAvailable - static_cast<unsigned>(bits));
-    };
+    const auto numberAt = [&](std::size_t index) { return numberOf(found.pictures[index].slice, bits); };
     std::size_t following = 0;
     std::size_t tested = 0;
     for (std::size_t i = 1; i < count; ++i) {
@@ -30,7 +27,7 @@ double followingShare(const AccessUnits &found, int bits, std::size_t channelCou
             continue;
         ++tested;
         for (std::size_t back = 1; back <= std::min(i, window); ++back) {
-            if (((numberOf(i) - numberOf(i - back)) & mask) == 1) {
+            if (((numberAt(i) - numberAt(i - back)) & mask) == 1) {
                 ++following;
                 break;
             }
@@ -41,16 +38,16 @@ double followingShare(const AccessUnits &found, int bits, std::size_t channelCou
 
 } // namespace
 
+std::uint32_t numberOf(const SliceStart &slice, int bits)
+{
+    return slice.restartsCount ? 0 : slice.restBits >> (bitsAvailable - static_cast<std::uint32_t>(bits));
+}
+
 Numbering::Numbering(VideoCodec codec, int bits, bool isReordered)
     : m_codec(codec)
     , m_bits(static_cast<std::uint8_t>(bits))
     , m_isReordered(isReordered)
 {
-}
-
-std::uint32_t Numbering::numberOf(const SliceStart &slice) const
-{
-    return slice.restartsCount ? 0 : slice.restBits >> (bitsAvailable - m_bits);
 }
 
 /// From the mark, in the shorter direction.
@@ -67,10 +64,10 @@ Numbering::Fit Numbering::fit(const SliceStart &slice) const
     if (slice.restartsCount || !m_hasStarted)
         return {};
     if (m_codec == VideoCodec::H264) {
-        const std::uint32_t ahead = (numberOf(slice) - m_mark) & ((1U << m_bits) - 1);
+        const std::uint32_t ahead = (numberOf(slice, m_bits) - m_mark) & ((1U << m_bits) - 1);
         return {ahead, false};
     }
-    const std::int32_t step = distance(numberOf(slice));
+    const std::int32_t step = distance(numberOf(slice, m_bits));
     if (step <= 0) {
         const bool isSeen = step > -64 && ((m_seen >> static_cast<unsigned>(-step)) & 1U) != 0;
         const bool isFar = !m_isReordered || step < -2 * largestReorderedStep;
@@ -82,7 +79,7 @@ Numbering::Fit Numbering::fit(const SliceStart &slice) const
 
 void Numbering::advance(const SliceStart &slice)
 {
-    const std::uint32_t number = numberOf(slice);
+    const std::uint32_t number = numberOf(slice, m_bits);
     if (m_codec == VideoCodec::H264) {
         m_mark = slice.isReference ? number + 1 : number;
     } else if (slice.restartsCount || !m_hasStarted) {

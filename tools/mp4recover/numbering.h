@@ -32,7 +32,6 @@ public:
     void skip(bool restartsCount);
 
 private:
-    [[nodiscard]] std::uint32_t numberOf(const SliceStart &slice) const;
     [[nodiscard]] std::int32_t distance(std::uint32_t number) const;
 
     VideoCodec m_codec = VideoCodec::H264;
@@ -43,6 +42,9 @@ private:
     std::uint32_t m_mark = 0;
     std::uint64_t m_seen = 0; ///< of H.265: bit i for the number m_mark - i
 };
+
+/// The number that a picture carries, if it has that many bits.
+[[nodiscard]] std::uint32_t numberOf(const SliceStart &slice, int bits);
 
 /// How many bits those numbers have: as the parameter sets say, else the width with which the numbers follow
 /// each other best when `channelCount` channels are mixed.

@@ -140,6 +140,17 @@ bool rank(const std::vector<std::int64_t> &orders, std::uint32_t first, std::vec
     return isMoved;
 }
 
+/// No camera reorders so far: where a picture would be shown before that many that are decoded shortly before
+/// it, a key picture is lost between.
+bool isOfLaterSequence(const std::vector<std::int64_t> &orders, std::int64_t order)
+{
+    constexpr std::ptrdiff_t farthest = 4;
+    constexpr std::size_t window = 16;
+    const auto first = orders.end() - static_cast<std::ptrdiff_t>(std::min(window, orders.size()));
+    return std::count_if(first, orders.end(), [order](std::int64_t earlier) { return earlier >= order; })
+        > farthest;
+}
+
 } // namespace
 
 ChannelSets readSets(VideoCodec codec, const std::vector<ParameterSet> &sets)
@@ -171,12 +182,13 @@ std::vector<std::uint32_t> displayOrder(Bytes bytes, const std::vector<Unit> &un
     std::uint32_t first = 0;
     for (std::uint32_t i = 0; i < channel.pictures.size(); ++i) {
         const Place place = placeOf(bytes, units, channel, channel.pictures[i], sets);
-        if (place.startsSequence) {
+        const std::optional<std::int64_t> order = counter.next(place);
+        const bool isBroken = channel.pictures[i].followsLoss && order && isOfLaterSequence(orders, *order);
+        if (place.startsSequence || isBroken) {
             isMoved = rank(orders, first, ranks) || isMoved;
             orders.clear();
             first = i;
         }
-        const std::optional<std::int64_t> order = counter.next(place);
         orders.push_back(order ? *order : orders.empty() ? 0 : orders.back());
     }
     isMoved = rank(orders, first, ranks) || isMoved;

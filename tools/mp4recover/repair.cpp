@@ -2,6 +2,7 @@
 
 #include "decoderconfig.h"
 #include "failure.h"
+#include "holes.h"
 #include "mp4writer.h"
 #include "outputfile.h"
 #include "pictureorder.h"
@@ -23,16 +24,16 @@ struct Plan {
     VideoTimes times;
 };
 
-VideoTimes timesFor(Bytes source, const Findings &findings, const Plan &plan, const ClockLine &clock)
+ChannelHints hintsOf(Bytes source, const Findings &findings, const Plan &plan)
 {
     const Channel &channel = *plan.channel;
-    if (!channel.times.empty() && channel.times.size() == channel.pictures.size() && channel.timescale > 0)
-        return timesOfIndex(channel);
-    const RateHints hints{plan.sets.framesPerSecond, channel.request ? channel.request->framesPerSecond : 0};
-    const std::vector<H264Sequence> &sequences = plan.sets.read.h264Sequences;
-    return timePictures(channel, findings.units, clock, hints,
-                        displayOrder(source, findings.units, channel, plan.sets.read),
-                        sequences.empty() ? 0 : sequences.front().log2MaxFrameNum);
+    return {{plan.sets.framesPerSecond, channel.request ? channel.request->framesPerSecond : 0},
+            displayOrder(source, findings.units, channel, plan.sets.read)};
+}
+
+bool hasIndexedTimes(const Channel &channel)
+{
+    return !channel.times.empty() && channel.times.size() == channel.pictures.size() && channel.timescale > 0;
 }
 
 std::size_t tracksNeeded(const Findings &findings)
@@ -58,20 +59,20 @@ ClockLine clockOfPictures(const std::vector<Plan> &plans, const std::vector<Unit
     return ClockLine(marks);
 }
 
-std::vector<Plan> planChannels(Bytes source, const Findings &findings, const ClockLine &clock)
+std::vector<Plan> planChannels(Bytes source, const Findings &findings)
 {
     std::vector<Plan> plans;
     const std::size_t count = tracksNeeded(findings);
     std::vector<ChosenSets> sets = setsOfChannels(source, findings, count);
+    std::vector<ChannelHints> hints(findings.channels.size());
     for (std::size_t i = 0; i < count; ++i) {
-        Plan plan{&findings.channels[i], std::move(sets[i]), {}};
-        plan.times = timesFor(source, findings, plan, clock);
-        plans.push_back(std::move(plan));
+        plans.push_back({&findings.channels[i], std::move(sets[i]), {}});
+        hints[i] = hintsOf(source, findings, plans[i]);
     }
-    std::vector<VideoTimes> times;
-    times.reserve(plans.size());
-    for (Plan &plan : plans)
-        times.push_back(std::move(plan.times));
+    std::vector<VideoTimes> times = timePictures(findings, hints);
+    for (std::size_t i = 0; i < count; ++i)
+        if (const Channel &channel = findings.channels[i]; hasIndexedTimes(channel))
+            times[i] = timesOfIndex(channel);
     alignStarts(times);
     for (std::size_t i = 0; i < plans.size(); ++i)
         plans[i].times = std::move(times[i]);
@@ -100,17 +101,6 @@ std::vector<VideoTrack> tracksOf(std::vector<Plan> &plans)
     return tracks;
 }
 
-ChannelReport reportOf(const VideoTrack &track)
-{
-    ChannelReport report{track.channel->pictures.size(), 0};
-    const VideoTimes &times = track.times;
-    if (!track.channel->times.empty() || times.lastDuration <= 0)
-        return report;
-    for (std::size_t i = 1; i < times.decode.size(); ++i)
-        report.lost += (times.decode[i] - times.decode[i - 1]) / times.lastDuration - 1;
-    return report;
-}
-
 } // namespace
 
 std::string soundPathFor(const std::string &target)
@@ -125,9 +115,10 @@ std::string soundPathFor(const std::string &target)
 RepairReport repair(Bytes source, const Findings &findings, const std::string &target,
                     const std::function<void(double)> &progress)
 {
-    const ClockLine blocks(findings.clock);
-    std::vector<Plan> plans = planChannels(source, findings, blocks);
+    std::vector<Plan> plans = planChannels(source, findings);
     const ClockLine clock = clockOfPictures(plans, findings.units);
+    // Where nothing is missing, silence would only pull the sound apart.
+    const ClockLine silenceClock = holesOf(findings).empty() ? ClockLine({}) : clock;
     const std::vector<VideoTrack> tracks = tracksOf(plans);
     if (tracks.empty())
         throw Failure(ExitStatus::NothingFound, "no frame was found");
@@ -140,7 +131,7 @@ RepairReport repair(Bytes source, const Findings &findings, const std::string &t
         soundFile.emplace(soundPathFor(target));
         sounding = std::async(std::launch::async, [&, format] {
             const SoundResult result =
-                writeSound(*soundFile, source, findings.sound, format, clock, findings.losses);
+                writeSound(*soundFile, source, findings.sound, format, silenceClock, findings.losses);
             soundFile->finish();
             return result;
         });
@@ -149,7 +140,7 @@ RepairReport repair(Bytes source, const Findings &findings, const std::string &t
     pictureFile.finish();
     RepairReport report;
     for (const VideoTrack &track : tracks)
-        report.channels.push_back(reportOf(track));
+        report.channels.push_back({track.channel->pictures.size(), track.times.lost});
     if (sounding.valid()) {
         const SoundResult result = sounding.get();
         report.soundSeconds = result.seconds;

@@ -85,10 +85,6 @@ double continuityAt(const AccessUnits &found, int counterBits, std::uint64_t pla
     const auto middle = std::lower_bound(found.pictures.begin(), found.pictures.end(), place, isBefore);
     const auto first = middle - std::min(window, middle - found.pictures.begin());
     const auto last = middle + std::min(window / 2, found.pictures.end() - middle);
-    const auto numberOf = [counterBits](const AccessUnit &picture) {
-        const std::uint32_t number = picture.slice.restBits >> (32U - static_cast<unsigned>(counterBits));
-        return picture.slice.restartsCount ? 0 : number;
-    };
     const std::uint32_t mask = (1U << static_cast<unsigned>(counterBits)) - 1;
     int tested = 0;
     int following = 0;
@@ -98,7 +94,8 @@ double continuityAt(const AccessUnits &found, int counterBits, std::uint64_t pla
         ++tested;
         following += std::any_of(first, middle, [&](const AccessUnit &before) {
             return before.slice.pictureSetId == picture->slice.pictureSetId
-                && ((numberOf(*picture) - numberOf(before)) & mask) <= 3;
+                && ((numberOf(picture->slice, counterBits) - numberOf(before.slice, counterBits)) & mask)
+                <= 3;
         });
     }
     return tested == 0 ? 0.5 : static_cast<double>(following) / tested;
