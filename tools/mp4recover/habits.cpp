@@ -3,7 +3,8 @@
 namespace {
 
 constexpr double leastTurnCost = 0.5;
-constexpr double mostTurnCost = 8;
+constexpr double mostTurnCost = 24;
+constexpr double sizesDependOnEachOther = 3;
 
 /// Seconds, of those that no loss begins, ends or interrupts.
 std::vector<double> wholeRuns(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
@@ -144,13 +145,14 @@ Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &chann
     Habits habits(requests);
     if (std::all_of(habits.rates.begin(), habits.rates.end(),
                     [&](double rate) { return rate == habits.rates[0]; }))
-        habits.turnCost = std::clamp(
-            -std::log((static_cast<double>(passedOver) + 0.5) / (static_cast<double>(channels.size()) + 1)),
-            leastTurnCost, mostTurnCost);
+        habits.turnCost = std::clamp(-sizesDependOnEachOther
+                                         * std::log((static_cast<double>(passedOver) + 0.5)
+                                                    / (static_cast<double>(channels.size()) + 1)),
+                                     leastTurnCost, mostTurnCost);
     for (std::size_t kind = 0; kind < counts.size(); ++kind) {
         constexpr std::size_t fewest = 20;
         constexpr double caution = 2; // sizes of neighbouring pictures depend on each other
-        constexpr double leastVariance = 0.02;
+        constexpr double leastVariance = 0.05;
         if (counts[kind] >= fewest)
             habits.sizeVariances[kind] =
                 caution * std::max(leastVariance, squares[kind] / static_cast<double>(counts[kind]));
