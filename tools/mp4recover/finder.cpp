@@ -8,6 +8,7 @@
 #include "remains.h"
 #include "setsofchannels.h"
 #include "staletail.h"
+#include "traits265.h"
 #include "trustedindex.h"
 
 #include <algorithm>
@@ -76,7 +77,7 @@ std::vector<Channel> buildChannels(VideoCodec codec, const AccessUnits &found, c
 {
     std::vector<Channel> channels(std::min(requests.size(), maximumChannels));
     const int numberBits = counterBitsOf(codec, found, channels.size());
-    const Numbering numbering(codec, numberBits, isReordered(found));
+    const Numbering numbering(codec, numberBits, reorderStepOf(codec, found, numberBits, channels.size()));
     std::vector<ChannelBuilder> builders;
     for (std::size_t i = 0; i < channels.size(); ++i) {
         channels[i].codec = codec;
@@ -153,10 +154,14 @@ Findings findWithoutIndex(Bytes bytes, Span payload, const Landmarks &landmarks,
     findings.units = withoutLengths(found.units);
     Links links = linkChannels(landmarks.codec, found, channels, findings.losses);
     findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
+    if (landmarks.codec == VideoCodec::H264)
+        links.partings.clear(); // its frame numbers repeat too soon: there are too many
     const std::vector<bool> doubtful = doubtfulPictures(found, links, channels, findings.losses);
-    if (!doubtful.empty() && landmarks.codec == VideoCodec::H264) {
+    if (!doubtful.empty()) {
         const auto sets = setsByChannel(bytes, findings);
-        const std::vector<PictureTraits> traits = traitsOf(bytes, found, links.channels, doubtful, sets);
+        const std::vector<PictureTraits> traits = landmarks.codec == VideoCodec::H264
+            ? traitsOf(bytes, found, links.channels, doubtful, sets)
+            : traitsOfH265(bytes, found, links.channels, doubtful, sets);
         links = linkChannels(landmarks.codec, found, channels, findings.losses, traits);
         findings.channels = buildChannels(landmarks.codec, found, links, channels, findings.losses);
         // Those that had to be built needn't be searched again.

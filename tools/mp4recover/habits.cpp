@@ -123,6 +123,36 @@ std::array<double, 3> usualDistancesOf(const AccessUnits &found, const std::vect
     return usual;
 }
 
+std::array<double, sizeClassCount> nearestDistancesOf(const AccessUnits &found, std::size_t channelCount,
+                                                      const std::vector<PictureTraits> &traits)
+{
+    std::array<std::vector<double>, sizeClassCount> distances;
+    std::array<std::vector<std::size_t>, sizeClassCount> before;
+    for (std::size_t i = 0; i < traits.size(); ++i) {
+        if (!traits[i].isKnown)
+            continue;
+        std::vector<std::size_t> &own = before[sizeClass(found.pictures[i])];
+        if (own.size() >= channelCount) {
+            double nearest = distance(traits[own.front()], traits[i]);
+            for (const std::size_t other : own)
+                nearest = std::min(nearest, distance(traits[other], traits[i]));
+            distances[sizeClass(found.pictures[i])].push_back(nearest);
+        }
+        own.push_back(i);
+        if (own.size() > 2 * channelCount)
+            own.erase(own.begin());
+    }
+    std::array<double, sizeClassCount> usual{};
+    for (std::size_t kind = 0; kind < usual.size(); ++kind) {
+        if (distances[kind].empty())
+            continue;
+        const auto middle = distances[kind].begin() + static_cast<std::ptrdiff_t>(distances[kind].size() / 2);
+        std::nth_element(distances[kind].begin(), middle, distances[kind].end());
+        usual[kind] = std::max(1.0, *middle);
+    }
+    return usual;
+}
+
 Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels,
                 const std::vector<ChannelRequest> &requests)
 {

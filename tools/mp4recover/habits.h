@@ -62,6 +62,12 @@ struct Habits {
         }
     }
 
+    [[nodiscard]] bool ratesDiffer(std::size_t channelCount) const
+    {
+        return std::any_of(rates.begin(), rates.begin() + static_cast<std::ptrdiff_t>(channelCount),
+                           [this](double rate) { return rate != rates[0]; });
+    }
+
     std::array<double, maximumChannels> rates{}; ///< pictures a second; only their ratios matter
     double turnCost = 3; ///< of each channel that is passed over
     std::array<double, 3> sizeVariances{0.4, 0.4, 0.4}; ///< by size class
@@ -81,6 +87,11 @@ struct Habits {
 [[nodiscard]] std::array<double, sizeClassCount> usualDistancesOf(const AccessUnits &found,
                                                                   const std::vector<std::uint8_t> &channels,
                                                                   const std::vector<PictureTraits> &traits);
+
+/// The same, without knowing the channels: each picture resembles one of those shortly before it.
+[[nodiscard]] std::array<double, sizeClassCount> nearestDistancesOf(const AccessUnits &found,
+                                                                    std::size_t channelCount,
+                                                                    const std::vector<PictureTraits> &traits);
 
 /// How often channels were passed over, and how much the sizes of their pictures vary.
 [[nodiscard]] Habits habitsOf(const AccessUnits &found, const std::vector<std::uint8_t> &channels,

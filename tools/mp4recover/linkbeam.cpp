@@ -11,6 +11,8 @@ constexpr std::size_t beamWidthAtLoss = 200; // it takes some pictures to tell h
 constexpr double unusualRun = 0.5; // what it costs to suppose that one was a picture longer or shorter
 constexpr double worthFollowing = 25; // as much dearer than the cheapest
 constexpr double mostLostPictures = 60;
+constexpr std::size_t mostRivals = 32;
+constexpr double hardlyWorse = 15;
 constexpr std::uint64_t damageReach = 64U << 10U; // bytes behind a loss in which numbers may jump
 
 /// A way to continue one of the states.
@@ -59,7 +61,7 @@ private:
         if (lost != 0 && m_order != Order::Runs)
             fillLoss(lost, index);
         const Place place{m_lastLossEnd != 0 && picture.offset < m_lastLossEnd + damageReach,
-                          picture.offset != m_lastEnd};
+                          picture.offset != m_lastEnd, index < m_orderedFrom};
         m_steps.clear();
         for (std::uint16_t i = 0; i < m_states.size(); ++i) {
             const LinkState &state = m_states[i];
@@ -130,6 +132,7 @@ private:
                           [](const LinkState &a, const LinkState &b) { return a.cost < b.cost; });
         m_next.resize(kept);
         m_states.swap(m_next);
+        m_orderedFrom = index + static_cast<std::uint32_t>(m_count);
         m_wideUntil = index + 4 * static_cast<std::uint32_t>(m_count);
     }
 
@@ -163,15 +166,43 @@ private:
     [[nodiscard]] Links result() const
     {
         Links links;
-        links.channels.resize(m_layers.size());
-        std::size_t state = 0;
+        links.channels = pathTo(0);
+        links.cost = m_states.front().cost;
+        for (std::size_t i = 1; i < std::min(m_states.size(), mostRivals); ++i) {
+            if (m_states[i].cost < links.cost + hardlyWorse)
+                addPartings(links.channels, pathTo(i), links.partings);
+        }
+        std::sort(links.partings.begin(), links.partings.end());
+        links.partings.erase(std::unique(links.partings.begin(), links.partings.end()), links.partings.end());
+        return links;
+    }
+
+    /// The channels of the pictures up to the last one by that state.
+    [[nodiscard]] std::vector<std::uint8_t> pathTo(std::size_t state) const
+    {
+        std::vector<std::uint8_t> channels(m_layers.size());
         for (std::size_t i = m_layers.size(); i-- > 0;) {
             const Choice &choice = m_choices[m_layers[i] + state];
-            links.channels[i] = choice.channel;
+            channels[i] = choice.channel;
             state = choice.origin;
         }
-        links.cost = m_states.front().cost;
-        return links;
+        return channels;
+    }
+
+    /// Where the one begins to differ from the other, after it agreed for some turns.
+    void addPartings(const std::vector<std::uint8_t> &path, const std::vector<std::uint8_t> &rival,
+                     std::vector<std::uint32_t> &partings) const
+    {
+        std::size_t alike = 2 * m_count;
+        for (std::uint32_t i = 0; i < path.size(); ++i) {
+            if (path[i] == rival[i]) {
+                ++alike;
+                continue;
+            }
+            if (alike >= 2 * m_count)
+                partings.push_back(i);
+            alike = 0;
+        }
     }
 
     const AccessUnits &m_found;
@@ -186,7 +217,8 @@ private:
     std::vector<LinkState> m_next;
     std::vector<Step> m_steps;
     double m_usualSize = 1; ///< bytes from picture to picture
-    std::uint32_t m_wideUntil = 0; ///< a picture's index
+    std::uint32_t m_orderedFrom = 0; ///< a picture's index
+    std::uint32_t m_wideUntil = 0; ///< the same
     std::vector<Choice> m_choices; ///< of all states that were kept
     std::vector<std::size_t> m_layers; ///< where those of each picture begin
 };

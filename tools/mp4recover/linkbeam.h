@@ -7,6 +7,8 @@
 struct Links {
     std::vector<std::uint8_t> channels; ///< per picture: index of the channel, or noChannel for noise
     double cost = 0; ///< how badly the pictures fit behind each other, 0 for perfectly
+    /// Where other assignments that are hardly worse part from this one: indices of pictures, in order.
+    std::vector<std::uint32_t> partings;
 };
 
 enum class Order {

@@ -66,10 +66,26 @@ bool doKeyIdsVary(const AccessUnits &found, int counterBits)
     return false;
 }
 
+/// How many pictures of the channel are missing before that one.
+double missingBefore(const LinkedChannel &channel, const AccessUnit &picture)
+{
+    if (!channel.numbering.hasStarted())
+        return 0;
+    const double restOfGroup = channel.groupsOfThatLength > 0
+        ? std::clamp<double>(channel.groupLength - channel.inGroup, 0, cost::mostJump)
+        : 0;
+    if (picture.slice.restartsCount)
+        return restOfGroup;
+    const Numbering::Fit fit = channel.numbering.fit(picture.slice);
+    const double missing = fit.ahead + (fit.isBehindRestart ? restOfGroup : 0);
+    return fit.isRepeated ? 0 : std::min(missing, cost::mostJump);
+}
+
 } // namespace
 
 LinkCosts::LinkCosts(const LinkInput &input, const Habits &habits, const Hypothesis &hypothesis)
-    : m_found(input.found)
+    : m_doNumbersTellTime(input.codec == VideoCodec::H265 || habits.ratesDiffer(input.channels.size()))
+    , m_found(input.found)
     , m_requests(input.channels)
     , m_traits(input.traits)
     , m_habits(habits)
@@ -77,7 +93,7 @@ LinkCosts::LinkCosts(const LinkInput &input, const Habits &habits, const Hypothe
     , m_runLengths(hypothesis.runLengths)
     , m_count(input.channels.size())
     , m_counterBits(counterBitsOf(input.codec, input.found, m_count))
-    , m_numbering(input.codec, m_counterBits, isReordered(input.found))
+    , m_numbering(input.codec, m_counterBits, reorderStepOf(input.codec, input.found, m_counterBits, m_count))
     , m_doKeyIdsVary(input.codec == VideoCodec::H264 && ::doKeyIdsVary(input.found, m_counterBits))
 {
 }
@@ -97,7 +113,7 @@ double LinkCosts::of(const LinkState &state, std::uint8_t channel, std::uint32_t
     const LinkedChannel &linked = state.channels[channel];
     return headerFaults(linked, own, place.isDamageNear)
         + identityFaults(state, channel, own, picture, place.isDamageNear) + sizeCost(linked, own)
-        + traitsCost(linked, channel, picture) + orderCost(state, channel, place);
+        + traitsCost(linked, channel, picture) + orderCost(state, channel, own, place);
 }
 
 double LinkCosts::ofNoise(const AccessUnit &picture)
@@ -192,16 +208,18 @@ double LinkCosts::traitsCost(const LinkedChannel &channel, std::uint8_t channelI
     const std::uint32_t last = channel.lastOfClass[kind];
     if (usual > 0 && last > 0 && own.isKnown && m_traits[last - 1].isKnown)
         result += std::min(cost::mostUnlike, cost::unlike * (distance(own, m_traits[last - 1]) / usual - 1))
-            * (m_order == Order::Turns ? 1 : cost::acrossRuns);
+            * (m_order == Order::Turns || m_doNumbersTellTime ? 1 : cost::acrossRuns);
     return result;
 }
 
 /// Is it the channel's turn?
-double LinkCosts::orderCost(const LinkState &state, std::uint8_t index, const Place &place) const
+double LinkCosts::orderCost(const LinkState &state, std::uint8_t index, const AccessUnit &picture,
+                            const Place &place) const
 {
-    const double earlier = countEarlier(state, index);
+    const double earlier = countEarlier(state, index, timeOf(state.channels[index], index, picture));
+    const bool isTurnDoubtful = m_doNumbersTellTime ? place.isTurnLost : place.isDamageNear;
     if (m_order == Order::Turns)
-        return earlier * (place.isDamageNear ? std::min(1.0, m_habits.turnCost) : m_habits.turnCost);
+        return earlier * (isTurnDoubtful ? std::min(1.0, m_habits.turnCost) : m_habits.turnCost);
     const bool isStay = state.last == index;
     double lag = 0;
     for (std::size_t i = 0; i < m_count; ++i) {
@@ -226,28 +244,42 @@ double LinkCosts::runCost(const LinkState &state, bool isStay) const
     return isDue ? 0 : std::min(cost::mostOffRun, cost::offRunPerPicture * std::max(off, 0.5));
 }
 
-/// How many other channels should come first.
-double LinkCosts::countEarlier(const LinkState &state, std::uint8_t index) const
+/// How many other channels should come before a picture of that time.
+double LinkCosts::countEarlier(const LinkState &state, std::uint8_t index, double time) const
 {
     double count = 0;
     for (std::size_t i = 0; i < m_count; ++i)
-        count += precedence(state, i, index);
+        count += i == index ? 0 : precedence(state, i, index, time);
     return count;
 }
 
 /// From 0 to 1: how much sooner the other channel's next picture is due.
-double LinkCosts::precedence(const LinkState &state, std::size_t otherIndex, std::size_t index) const
+double LinkCosts::precedence(const LinkState &state, std::size_t otherIndex, std::size_t index,
+                             double time) const
 {
     const LinkedChannel &own = state.channels[index];
     const LinkedChannel &other = state.channels[otherIndex];
     const bool waitsLonger = other.served < own.served || (other.served == own.served && otherIndex < index);
-    if (rateOf(index) == rateOf(otherIndex) || own.served == 0 || other.served == 0)
+    const bool areEqual = rateOf(index) == rateOf(otherIndex);
+    if (m_order != Order::Turns || own.served == 0 || other.served == 0 || (areEqual && !m_doNumbersTellTime))
         return waitsLonger ? 1 : 0;
+    const double ahead = (time - dueOf(other, otherIndex)) * std::max(rateOf(index), rateOf(otherIndex));
+    if (areEqual)
+        return ahead > 0.5 || (ahead > -0.5 && waitsLonger) ? 1 : 0;
     constexpr double same = 0.1; // of a period
     constexpr double forSame = 0.2;
-    const double rate = std::max(rateOf(index), rateOf(otherIndex));
-    const double ahead = (dueOf(own, index) - dueOf(other, otherIndex)) * rate;
     return ahead > same ? std::min(1.0, 0.5 + ahead) : ahead > -same && waitsLonger ? forSame : 0;
+}
+
+double LinkCosts::dueOf(const LinkedChannel &channel, std::size_t index) const
+{
+    return std::max(channel.seconds, channel.passedUntil) + 1 / rateOf(index);
+}
+
+/// When the picture was taken, by its number, if it is of that channel.
+double LinkCosts::timeOf(const LinkedChannel &channel, std::size_t index, const AccessUnit &picture) const
+{
+    return channel.seconds + (1 + missingBefore(channel, picture)) / rateOf(index);
 }
 
 /// Whose turn it is.
@@ -259,7 +291,7 @@ std::uint8_t LinkCosts::nextInTurn(const LinkState &state, double runEnd) const
     std::uint8_t next = 0;
     double least = std::numeric_limits<double>::max();
     for (std::uint8_t i = 0; i < m_count; ++i) {
-        const double earlier = countEarlier(state, i);
+        const double earlier = countEarlier(state, i, dueOf(state.channels[i], i));
         if (earlier < least && !(isInRun && m_count > 1 && i == state.last)) {
             least = earlier;
             next = i;
@@ -301,7 +333,7 @@ void LinkCosts::passTurn(LinkState &state, std::uint8_t index, std::uint32_t ser
     }
     if (m_order == Order::EqualRuns)
         channel.leftInRun -= static_cast<float>(pictures);
-    channel.seconds += static_cast<float>(pictures / rateOf(index));
+    channel.seconds += pictures / rateOf(index);
     channel.served = served;
     state.last = index;
 }
@@ -310,15 +342,22 @@ void LinkCosts::serve(LinkState &state, std::uint8_t index, std::uint32_t pictur
 {
     LinkedChannel &channel = state.channels[index];
     const AccessUnit &picture = m_found.pictures[pictureIndex];
-    const Numbering::Fit fit = channel.numbering.fit(picture.slice);
-    passTurn(state, index, pictureIndex + 1, 1 + std::min<double>(fit.ahead, cost::mostJump));
-    keepUp(state, channel, index);
+    const bool isFirst = channel.served == 0;
+    if (m_order == Order::Turns && m_doNumbersTellTime && !isFirst)
+        passOver(state, index, pictureIndex, timeOf(channel, index, picture));
+    passTurn(state, index, pictureIndex + 1, 1 + missingBefore(channel, picture));
+    if (m_order == Order::Turns && m_doNumbersTellTime && isFirst)
+        channel.seconds = beginOf(state, index);
+    else if (m_order == Order::Turns && !m_doNumbersTellTime)
+        keepUp(state, channel, index);
     if (picture.slice.isSync) {
         if (channel.numbering.hasStarted())
             channel.learnGroup();
         channel.inGroup = 0;
         channel.keyId = keyIdOf(picture.slice, m_counterBits);
     }
+    if (const Numbering::Fit fit = channel.numbering.fit(picture.slice); fit.isBehindRestart)
+        channel.inGroup = static_cast<std::uint16_t>(std::min(fit.ahead, 0xffffU));
     if (channel.inGroup < std::numeric_limits<std::uint16_t>::max())
         ++channel.inGroup;
     channel.numbering.advance(picture.slice);
@@ -331,13 +370,33 @@ void LinkCosts::serve(LinkState &state, std::uint8_t index, std::uint32_t pictur
         channel.setsId = picture.setsId;
 }
 
+/// Those that were due before a picture of that time have had their turn.
+void LinkCosts::passOver(LinkState &state, std::uint8_t index, std::uint32_t pictureIndex, double time) const
+{
+    for (std::size_t i = 0; i < m_count; ++i) {
+        LinkedChannel &other = state.channels[i];
+        if (i == index || other.served == 0 || precedence(state, i, index, time) < 0.5)
+            continue;
+        const double periods = (time - dueOf(other, i)) * rateOf(i);
+        other.passedUntil = dueOf(other, i) + std::max(0.0, std::floor(periods)) / rateOf(i);
+        other.served = pictureIndex;
+    }
+}
+
+/// A channel begins at the time that the others have come to.
+double LinkCosts::beginOf(const LinkState &state, std::uint8_t index) const
+{
+    double now = 1 / rateOf(index);
+    for (std::size_t i = 0; i < m_count; ++i)
+        now = std::max(now, state.channels[i].seconds);
+    return now;
+}
+
 /// A channel that lost pictures isn't owed them.
 void LinkCosts::keepUp(const LinkState &state, LinkedChannel &channel, std::uint8_t index) const
 {
-    if (m_order != Order::Turns)
-        return;
-    float ahead = 0;
+    double ahead = 0;
     for (std::size_t i = 0; i < m_count; ++i)
         ahead = std::max(ahead, state.channels[i].seconds);
-    channel.seconds = std::max(channel.seconds, ahead - static_cast<float>(1.5 / rateOf(index)));
+    channel.seconds = std::max(channel.seconds, ahead - 1.5 / rateOf(index));
 }

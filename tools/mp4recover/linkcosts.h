@@ -7,6 +7,7 @@
 struct Place {
     bool isDamageNear = false; ///< numbers may jump
     bool isGap = false; ///< something else stands between it and the picture before
+    bool isTurnLost = false; ///< bytes are lost since the turns before
 };
 
 /// What it costs to give a picture to a channel that it fits badly, and what the channel is like with it.
@@ -39,19 +40,24 @@ private:
     [[nodiscard]] double sizeCost(const LinkedChannel &channel, const AccessUnit &picture) const;
     [[nodiscard]] double traitsCost(const LinkedChannel &channel, std::uint8_t channelIndex,
                                     std::uint32_t index) const;
-    [[nodiscard]] double orderCost(const LinkState &state, std::uint8_t index, const Place &place) const;
+    [[nodiscard]] double orderCost(const LinkState &state, std::uint8_t index, const AccessUnit &picture,
+                                   const Place &place) const;
     [[nodiscard]] double runCost(const LinkState &state, bool isStay) const;
-    [[nodiscard]] double countEarlier(const LinkState &state, std::uint8_t index) const;
-    [[nodiscard]] double precedence(const LinkState &state, std::size_t otherIndex, std::size_t index) const;
+    [[nodiscard]] double countEarlier(const LinkState &state, std::uint8_t index, double time) const;
+    [[nodiscard]] double precedence(const LinkState &state, std::size_t otherIndex, std::size_t index,
+                                    double time) const;
     [[nodiscard]] std::uint8_t nextInTurn(const LinkState &state, double runEnd) const;
     void passTurn(LinkState &state, std::uint8_t index, std::uint32_t served, double pictures) const;
+    void passOver(LinkState &state, std::uint8_t index, std::uint32_t pictureIndex, double time) const;
     void keepUp(const LinkState &state, LinkedChannel &channel, std::uint8_t index) const;
+    [[nodiscard]] double beginOf(const LinkState &state, std::uint8_t index) const;
     [[nodiscard]] double rateOf(std::size_t index) const { return m_habits.rates[index]; }
-    [[nodiscard]] double dueOf(const LinkedChannel &channel, std::size_t index) const
-    {
-        return channel.seconds + 1 / rateOf(index);
-    }
+    /// When its next picture should come.
+    [[nodiscard]] double dueOf(const LinkedChannel &channel, std::size_t index) const;
+    [[nodiscard]] double timeOf(const LinkedChannel &channel, std::size_t index,
+                                const AccessUnit &picture) const;
 
+    bool m_doNumbersTellTime; ///< those of H.264 repeat too soon to tell how many pictures a hole took
     const AccessUnits &m_found;
     const std::vector<ChannelRequest> &m_requests;
     const std::vector<PictureTraits> &m_traits;

@@ -58,6 +58,8 @@ public:
         : m_input(input)
         , m_habits(input.channels)
     {
+        if (input.codec == VideoCodec::H265)
+            m_habits.usualDistances = nearestDistancesOf(input.found, input.channels.size(), input.traits);
     }
 
     Links run()
@@ -84,6 +86,8 @@ private:
     {
         constexpr int turns = 3;
         Links links = link(hypothesis, m_input.found.pictures.size());
+        if (m_input.codec == VideoCodec::H265)
+            return links;
         for (int i = 1; i < turns; ++i) {
             m_habits.usualDistances = usualDistancesOf(m_input.found, links.channels, m_input.traits);
             links = link(hypothesis, m_input.found.pictures.size());
@@ -96,6 +100,10 @@ private:
     {
         Hypothesis best;
         m_best = link(best, count);
+        m_habits.turnCost = habitsOf(m_input.found, m_best.channels, m_input.channels).turnCost;
+        if (Links links = link(best, count); links.cost < m_best.cost)
+            m_best = std::move(links);
+        m_habits.turnCost = Habits(m_input.channels).turnCost;
         const auto offer = [&](const Hypothesis &hypothesis, Links links) {
             // Turns in step look like runs of two as well.
             const double lead = best.order == Order::Turns ? 5 + 0.05 * static_cast<double>(count) : 0;
@@ -115,9 +123,12 @@ private:
                 equalRuns.runLengths[i] = static_cast<float>(duration * m_habits.rates[i]);
             offer(equalRuns, link(equalRuns, count));
         }
+        const auto usualDistances = m_input.codec == VideoCodec::H265
+            ? m_habits.usualDistances
+            : usualDistancesOf(m_input.found, m_best.channels, m_input.traits);
         if (best.order == Order::Turns)
             m_habits = habitsOf(m_input.found, m_best.channels, m_input.channels);
-        m_habits.usualDistances = usualDistancesOf(m_input.found, m_best.channels, m_input.traits);
+        m_habits.usualDistances = usualDistances;
         return best;
     }
 
@@ -132,7 +143,7 @@ Links linkChannels(VideoCodec codec, const AccessUnits &found, const std::vector
                    const std::vector<Span> &losses, const std::vector<PictureTraits> &traits)
 {
     if (channels.empty() || found.pictures.empty())
-        return {std::vector<std::uint8_t>(found.pictures.size(), noChannel), 0};
+        return {std::vector<std::uint8_t>(found.pictures.size(), noChannel), 0, {}};
     Links links = Linking({codec, found, channels, losses, traits}).run();
     orderById(found, channels, links.channels);
     return links;
@@ -156,6 +167,15 @@ std::vector<bool> doubtfulPictures(const AccessUnits &found, const Links &links,
     const std::size_t reach = aroundLoss * channels.size();
     const std::uint64_t usualSize = (found.pictures.back().end - found.pictures.front().offset) / count;
     std::size_t total = 0;
+    for (const std::uint32_t parting : links.partings) {
+        const std::size_t first = parting - std::min<std::size_t>(parting, reach);
+        const std::size_t last = std::min(count, parting + reach);
+        total += last - first;
+        if (total > mostPictures)
+            break;
+        std::fill(doubtful.begin() + static_cast<std::ptrdiff_t>(first),
+                  doubtful.begin() + static_cast<std::ptrdiff_t>(last), true);
+    }
     for (const Span &loss : losses) {
         // It's clear whose turn it was where only a picture or two are lost.
         if (loss.size < 3 * usualSize || loss.offset > found.pictures.back().offset)

@@ -18,7 +18,8 @@ struct LinkedChannel {
     std::uint8_t groupsOfThatLength = 0;
     std::uint8_t pictureSetId = 0;
     std::optional<std::uint32_t> keyId; ///< of its last key picture
-    float seconds = 0; ///< of pictures so far
+    double seconds = 0; ///< of pictures so far
+    double passedUntil = 0; ///< seconds: others came though it was due
     float leftInRun = 0; ///< pictures; behind a run what it was too short by, at most 0
     std::array<SizeModel, sizeClassCount> sizes;
     /// 1 + index of its last picture of each kind; 0: none yet

@@ -13,18 +13,19 @@ public:
     struct Fit {
         std::uint32_t ahead = 0; ///< pictures between it and the expected one; 0 fits
         bool isRepeated = false; ///< there has been such a picture already
+        bool isBehindRestart = false; ///< the count was begun anew by a picture that is lost; H.265
     };
 
     Numbering() = default;
-    /// Bits of the number; whether pictures may be reordered (H.265 alone: its numbers count in the order of
-    /// showing).
-    Numbering(VideoCodec codec, int bits, bool isReordered);
+    /// Bits of the number; what reorderStepOf() gives.
+    Numbering(VideoCodec codec, int bits, int reorderStep);
 
     [[nodiscard]] bool hasStarted() const { return m_hasStarted; }
     /// Whether the same numbers would fit.
     [[nodiscard]] bool isAt(const Numbering &other) const
     {
-        return m_mark == other.m_mark && m_seen == other.m_seen && m_hasStarted == other.m_hasStarted;
+        return m_mark == other.m_mark && m_seen == other.m_seen && m_behind == other.m_behind
+            && m_hasStarted == other.m_hasStarted;
     }
     [[nodiscard]] Fit fit(const SliceStart &slice) const;
     void advance(const SliceStart &slice);
@@ -33,10 +34,13 @@ public:
 
 private:
     [[nodiscard]] std::int32_t distance(std::uint32_t number) const;
+    [[nodiscard]] Fit fitOrder(std::uint32_t number) const;
+    [[nodiscard]] std::uint64_t openNumbers() const;
 
     VideoCodec m_codec = VideoCodec::H264;
     std::uint8_t m_bits = 4;
-    bool m_isReordered = false;
+    std::uint8_t m_reorderStep = 1;
+    std::uint8_t m_behind = 0; ///< of H.265: how far the highest number but one is behind the highest
     bool m_hasStarted = false;
     /// H.264: the number of the next picture. H.265: the highest number since the last restart.
     std::uint32_t m_mark = 0;
@@ -50,5 +54,7 @@ private:
 /// each other best when `channelCount` channels are mixed.
 [[nodiscard]] int counterBitsOf(VideoCodec codec, const AccessUnits &found, std::size_t channelCount);
 
-/// Whether pictures are shown in another order than they are coded in.
-[[nodiscard]] bool isReordered(const AccessUnits &found);
+/// By how much the picture order of H.265 grows from one picture to the next that isn't shown before it: 1
+/// where pictures are shown in the order in which they are coded.
+[[nodiscard]] int reorderStepOf(VideoCodec codec, const AccessUnits &found, int counterBits,
+                                std::size_t channelCount);

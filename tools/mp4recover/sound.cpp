@@ -1,8 +1,8 @@
 #include "sound.h"
 
 #include "aacrescue.h"
-#include "mp3writer.h"
 #include "common/mpegaudio.h"
+#include "mp3writer.h"
 #include "silence.h"
 #include "soundstart.h"
 
