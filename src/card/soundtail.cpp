@@ -9,6 +9,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 
 namespace {
@@ -110,6 +111,7 @@ void extendSound(const QString &mp3, const QString &mp4)
     QFile file(mp3);
     if (!file.open(QIODevice::Append))
         return;
-    for (double seconds = sound.seconds; seconds < wanted; seconds += secondsOfFrame)
+    const auto frames = static_cast<qint64>(std::ceil((wanted - sound.seconds) / secondsOfFrame));
+    for (qint64 i = 0; i < frames; ++i)
         file.write(silence);
 }

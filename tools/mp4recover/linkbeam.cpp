@@ -63,9 +63,11 @@ private:
         const Place place{m_lastLossEnd != 0 && picture.offset < m_lastLossEnd + damageReach,
                           picture.offset != m_lastEnd, index < m_orderedFrom};
         m_steps.clear();
-        for (std::uint16_t i = 0; i < m_states.size(); ++i) {
+        const auto stateCount = static_cast<std::uint16_t>(m_states.size());
+        const auto channelCount = static_cast<std::uint8_t>(m_count);
+        for (std::uint16_t i = 0; i < stateCount; ++i) {
             const LinkState &state = m_states[i];
-            for (std::uint8_t channel = 0; channel < m_count; ++channel)
+            for (std::uint8_t channel = 0; channel < channelCount; ++channel)
                 m_steps.push_back({state.cost + m_costs.of(state, channel, index, place), i, channel});
             m_steps.push_back({state.cost + LinkCosts::ofNoise(picture), i, noChannel});
         }

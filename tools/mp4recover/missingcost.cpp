@@ -169,5 +169,6 @@ double MissingCost::missingKeys(std::int64_t missing) const
         return 0;
     if (!m_sinceKey)
         return double(missing) / double(length);
-    return double((*m_sinceKey + missing) / length - *m_sinceKey / length);
+    const std::int64_t keys = (*m_sinceKey + missing) / length - *m_sinceKey / length;
+    return double(keys);
 }

@@ -36,7 +36,7 @@ Deviation deviationOf(const AVFrame &frame, int plane, int column, int row)
     long strength = 0;
     long count = 0;
     for (int y = row * height / rows; y < (row + 1) * height / rows; ++y) {
-        const std::uint8_t *line = frame.data[plane] + y * frame.linesize[plane];
+        const std::uint8_t *line = frame.data[plane] + std::ptrdiff_t{y} * frame.linesize[plane];
         for (int x = left; x < right; ++x) {
             const int off = line[x] - grey;
             sum += off;
@@ -145,7 +145,7 @@ std::vector<PictureTraits> traitsOfH265(Bytes bytes, const AccessUnits &found,
                                         const std::vector<std::vector<ParameterSet>> &sets)
 {
     std::vector<PictureTraits> traits(found.pictures.size());
-    for (std::uint8_t channel = 0; channel < sets.size(); ++channel) {
+    for (std::size_t channel = 0; channel < sets.size(); ++channel) {
         if (sets[channel].empty())
             return {};
         LonePictureDecoder decoder(sets[channel]);
