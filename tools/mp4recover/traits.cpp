@@ -133,8 +133,15 @@ private:
     FramePtr m_frame;
 };
 
-/// The picture's slices behind their lengths, with the padding that the decoder wants.
-std::vector<std::uint8_t> sampleOf(Bytes bytes, const AccessUnits &found, const AccessUnit &picture)
+bool isFaulty(const AVFrame &frame)
+{
+    return (frame.decode_error_flags & (FF_DECODE_ERROR_INVALID_BITSTREAM | FF_DECODE_ERROR_DECODE_SLICES))
+        != 0;
+}
+
+} // namespace
+
+std::vector<std::uint8_t> slicesOf(Bytes bytes, const AccessUnits &found, const AccessUnit &picture)
 {
     std::vector<std::uint8_t> sample;
     for (std::uint32_t i = picture.firstUnit; i < picture.firstUnit + picture.unitCount; ++i) {
@@ -147,14 +154,6 @@ std::vector<std::uint8_t> sampleOf(Bytes bytes, const AccessUnits &found, const 
     sample.resize(sample.size() + AV_INPUT_BUFFER_PADDING_SIZE);
     return sample;
 }
-
-bool isFaulty(const AVFrame &frame)
-{
-    return (frame.decode_error_flags & (FF_DECODE_ERROR_INVALID_BITSTREAM | FF_DECODE_ERROR_DECODE_SLICES))
-        != 0;
-}
-
-} // namespace
 
 double distance(const PictureTraits &a, const PictureTraits &b)
 {
@@ -196,7 +195,7 @@ std::vector<PictureTraits> traitsOf(Bytes bytes, const AccessUnits &found,
             const bool isOther = channels[i] < sets.size() && !isOwn && sets[channels[i]] != sets[channel];
             if (!wanted[i] || (!isOwn && !isOther))
                 continue;
-            std::vector<std::uint8_t> sample = sampleOf(bytes, found, found.pictures[i]);
+            std::vector<std::uint8_t> sample = slicesOf(bytes, found, found.pictures[i]);
             if (!decoder.decode(sample, i, take))
                 traits[i].misfits |= misfit;
         }

@@ -30,3 +30,7 @@ struct PictureTraits {
                                                   const std::vector<std::uint8_t> &channels,
                                                   const std::vector<bool> &wanted,
                                                   const std::vector<std::vector<ParameterSet>> &sets);
+
+/// The picture's slices behind their lengths, with the padding that the decoder wants.
+[[nodiscard]] std::vector<std::uint8_t> slicesOf(Bytes bytes, const AccessUnits &found,
+                                                 const AccessUnit &picture);

@@ -123,20 +123,6 @@ private:
     FramePtr m_frame;
 };
 
-std::vector<std::uint8_t> sampleOf(Bytes bytes, const AccessUnits &found, const AccessUnit &picture)
-{
-    std::vector<std::uint8_t> sample;
-    for (std::uint32_t i = picture.firstUnit; i < picture.firstUnit + picture.unitCount; ++i) {
-        const FoundUnit &unit = found.units[i];
-        if (unit.kind != UnitKind::Slice)
-            continue;
-        const Bytes own = bytes.subspan(unit.offset, unit.size + 4);
-        sample.insert(sample.end(), own.begin(), own.end());
-    }
-    sample.resize(sample.size() + AV_INPUT_BUFFER_PADDING_SIZE);
-    return sample;
-}
-
 } // namespace
 
 std::vector<PictureTraits> traitsOfH265(Bytes bytes, const AccessUnits &found,
@@ -158,7 +144,7 @@ std::vector<PictureTraits> traitsOfH265(Bytes bytes, const AccessUnits &found,
             const bool isOther = channels[i] < sets.size() && !isOwn && sets[channels[i]] != sets[channel];
             if (!wanted[i] || (!isOwn && !isOther))
                 continue;
-            std::vector<std::uint8_t> sample = sampleOf(bytes, found, found.pictures[i]);
+            std::vector<std::uint8_t> sample = slicesOf(bytes, found, found.pictures[i]);
             const AVFrame *frame = decoder.decode(sample);
             samplesLeft -=
                 frame ? std::int64_t{frame->width} * frame->height : static_cast<std::int64_t>(sample.size());
