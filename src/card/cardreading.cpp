@@ -7,6 +7,7 @@
 #include "desktop/mounttable.h"
 #include "files.h"
 #include "settings/settingstext.h"
+#include "shell.h"
 #include "tooloutput.h"
 #include "toolrun.h"
 
@@ -65,16 +66,35 @@ QCoro::Task<QStringList> ProcessManager::ls(QString path, bool withSize)
     co_return tooloutput::parseListing(output, withSize);
 }
 
-QCoro::Task<> ProcessManager::read(QString path)
+QCoro::Task<> ProcessManager::read(QString path) { co_await extract(std::move(path), 0); }
+
+QCoro::Task<Extraction> ProcessManager::extract(QString cardPath, quint64 listedSize)
 {
     const auto device = cardDevicePath();
     if (!device)
-        co_return;
-    if (!text::isPlainShellWord(*device) || !isUsablePath(path)) {
-        logLine(QStringLiteral("[FileExtractor] not read, no plain path: ") + *device + u' ' + path);
-        co_return;
+        co_return Extraction{Extraction::Outcome::CardGone, 0, {}};
+    if (!text::isPlainShellWord(*device) || !isUsablePath(cardPath)) {
+        logLine(QStringLiteral("[FileExtractor] not read, no plain path: ") + *device + u' ' + cardPath);
+        co_return Extraction{Extraction::Outcome::Missing, 0, {}};
     }
-    co_await outputOf(toolcommands::extract(m_helperRoot, *device, path, tempRoot() + path));
+    Extraction extraction = co_await m_mirror.extract(cardPath, listedSize);
+    if (cardDevicePath() != device)
+        extraction = {Extraction::Outcome::CardGone, 0, {}};
+    co_return extraction;
+}
+
+QCoro::Task<Mirror::ToolEnd> ProcessManager::runExtraction(QString cardPath, QString target)
+{
+    constexpr qsizetype mostMessages = 1 << 20; // UTF-16 units
+    Mirror::ToolEnd end;
+    const Shell::OutputHandler keep = [&end](const QString &chunk) {
+        end.messages += QStringView(chunk).left(mostMessages - end.messages.size());
+    };
+    const QString device = cardDevicePath().value_or(QString());
+    const QString command = toolcommands::extract(m_helperRoot, device, cardPath, target);
+    end.status = co_await Shell::runAsync(command, keep);
+    end.messages = end.messages.simplified();
+    co_return end;
 }
 
 /// The work of a reading goes on only while nobody asked for another one and its card is in.
@@ -109,8 +129,7 @@ QCoro::Task<FileList> ProcessManager::readCard(quint64 reading)
     Q_EMIT bboxChanged();
     m_data.clear();
     Q_EMIT dataChanged();
-    deleteDirectory(tempRoot() + QStringLiteral("cfg"));
-    deleteDirectory(tempRoot() + QStringLiteral("mov"));
+    m_mirror.clear();
     ensureDirectoryExists(tempRoot() + QStringLiteral("cfg"));
     ensureDirectoryExists(tempRoot() + QStringLiteral("mov"));
     co_await readSettings(reading);

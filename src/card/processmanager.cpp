@@ -1,6 +1,5 @@
 #include "processmanager.h"
 
-#include "childprocess.h"
 #include "common/bundle.h"
 #include "common/log.h"
 #include "common/processvalues.h"
@@ -8,14 +7,11 @@
 #include "files.h"
 
 #include <cerrno>
-#include <fcntl.h>
-#include <memory>
 #include <QCoroFuture>
 #include <QFileInfo>
 #include <QPointer>
 #include <QStandardPaths>
 #include <QtConcurrentRun>
-#include <QThreadPool>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -23,9 +19,6 @@
 using processvalues::tempRoot;
 
 namespace {
-
-constexpr quint64 leastSpaceLeft = 2'000'000'000; // bytes
-constexpr quint64 leastShareLeft = 20; // one part in this many
 
 void logFileFailure(const QString &what, const QString &error)
 {
@@ -38,7 +31,14 @@ void logFileFailure(const QString &what, const QString &error)
 ProcessManager::ProcessManager(Desktop &desktop, QObject *parent)
     : QObject(parent)
     , m_desktop(desktop)
+    , m_mirror(
+          tempRoot(),
+          [this](QString cardPath, QString target) {
+              return runExtraction(std::move(cardPath), std::move(target));
+          },
+          desktop.diskSpace)
 {
+    connect(&m_mirror, &Mirror::freed, this, &ProcessManager::recordingFreed);
 }
 
 QCoro::Task<bool> ProcessManager::setup()
@@ -133,16 +133,9 @@ quint64 ProcessManager::fileSize(const QString &path, bool inTemp) const
     return files::size(inTemp ? tempRoot() + path : path);
 }
 
-/// Giving back the space of a long recording takes a tenth of a second. It happens where the last descriptor
-/// is closed, which is on a worker.
 void ProcessManager::deleteDirectory(const QString &path)
 {
-    auto descriptor = std::make_shared<FileDescriptor>(
-        ::open(QFile::encodeName(path).constData(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    logFileFailure(QStringLiteral("deleteDirectory failed: "), files::removeAll(path));
-    if (descriptor->get() >= 0)
-        QThreadPool::globalInstance()->start(
-            [descriptor = std::move(descriptor)]() mutable { descriptor.reset(); });
+    logFileFailure(QStringLiteral("deleteDirectory failed: "), m_mirror.discard(path));
 }
 
 QCoro::Task<> ProcessManager::copyFile(QUrl from, QUrl to)
@@ -159,11 +152,10 @@ QCoro::Task<> ProcessManager::rename(QString from, QString to)
     logFileFailure(QStringLiteral("rename failed:: "), error);
 }
 
-bool ProcessManager::hasRoomForExtraction(quint64 nextBytes) const
-{
-    const DiskSpace space = m_desktop.diskSpace(tempRoot());
-    if (space.total == 0) // unknown; a full disk then ends each extraction by itself
-        return true;
-    const quint64 left = space.available > nextBytes ? space.available - nextBytes : 0;
-    return left >= leastSpaceLeft && left >= space.total / leastShareLeft;
-}
+bool ProcessManager::hasRoomForExtraction(quint64 nextBytes) const { return m_mirror.hasRoom(nextBytes); }
+
+void ProcessManager::setRecordingsInUse(const QStringList &cardPaths) { m_mirror.setInUse(cardPaths); }
+
+QCoro::Task<bool> ProcessManager::makeRoom(quint64 bytes) { return m_mirror.makeRoom(bytes); }
+
+QString ProcessManager::mirrorDisk() const { return m_mirror.disk(); }

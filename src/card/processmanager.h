@@ -2,6 +2,7 @@
 
 #include "media/filelistitem.h"
 #include "media/mediadata.h"
+#include "mirror.h"
 #include "toolcommands.h"
 
 #include <optional>
@@ -39,8 +40,8 @@ public:
     void ensureDirectoryExists(const QString &path);
     /// Bytes, 0 if it can't be told. With inTemp the path is relative to tempRoot.
     [[nodiscard]] quint64 fileSize(const QString &path, bool inTemp) const;
-    void
-    deleteDirectory(const QString &path); ///< a file or a folder with its contents; links aren't followed
+    /// A file or a folder with its contents; links aren't followed. It is gone at once, its space soon after.
+    void deleteDirectory(const QString &path);
     /// Both remove a target first and work off the main thread.
     QCoro::Task<> copyFile(QUrl from, QUrl to);
     QCoro::Task<> rename(QString from, QString to);
@@ -49,8 +50,17 @@ public:
 
     /// Names in a folder of the card, with size as name + "," + bytes. Empty without a card.
     QCoro::Task<QStringList> ls(QString path, bool withSize);
-    /// Extracts a file to tempRoot + path. Failure shows as a missing file.
+    /// Extracts a file to tempRoot + path, unless it lies there whole. Failure shows as a missing file.
     QCoro::Task<> read(QString path);
+    /// The same with its outcome. Waits for a running extraction of the file, frees recordings that nobody
+    /// uses if the disk is full. listedSize is what the card's list says; 0 is unknown.
+    QCoro::Task<Extraction> extract(QString cardPath, quint64 listedSize);
+    /// The recordings that play or are to be played next: never freed, never written over. A card's going
+    /// ends that.
+    void setRecordingsInUse(const QStringList &cardPaths);
+    /// Frees recordings that nobody uses until this many bytes fit on tempRoot's disk. False if they don't.
+    QCoro::Task<bool> makeRoom(quint64 bytes);
+    [[nodiscard]] QString mirrorDisk() const; ///< the mount point of tempRoot's disk, for messages
     /// The complete reading of a card, in the order of its folders. Readings never run at the same time: one
     /// that a newer one overtook, or whose card is gone, touches nothing any more and gives an empty list.
     QCoro::Task<FileList> readFileList();
@@ -86,6 +96,7 @@ Q_SIGNALS:
     void bboxChanged();
     void dataChanged();
     void readingEnded(); ///< of a card; the next one may begin
+    void recordingFreed(const QString &cardPath); ///< it has to be extracted again before it can be played
     void repairReported(const QStringList &lines); ///< what recoverMp4() found and lost, as its tool told it
 
 private:
@@ -96,6 +107,7 @@ private:
     QCoro::Task<> readIndexFiles(quint64 reading);
     QCoro::Task<FileList> listRecordings(QString folder);
     QCoro::Task<> passSettingsOn(QString text, quint64 reading);
+    QCoro::Task<Mirror::ToolEnd> runExtraction(QString cardPath, QString target);
     void countChannels(const QString &settings);
     [[nodiscard]] bool isCurrent(quint64 reading) const;
 
@@ -106,4 +118,5 @@ private:
     quint64 m_reading = 0; ///< number of the newest reading
     bool m_isReading = false;
     std::optional<QString> m_readDevice; ///< the card of the reading that runs
+    Mirror m_mirror;
 };

@@ -1,0 +1,75 @@
+#include "trash.h"
+
+#include "files.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <QCoroFuture>
+#include <QFile>
+#include <QtConcurrentRun>
+#include <QUuid>
+#include <sys/stat.h>
+
+namespace {
+
+/// Both stop between two files.
+void removeTree(const std::filesystem::path &path, const std::atomic<bool> &isEnding);
+
+void removeContents(const std::filesystem::path &folder, const std::atomic<bool> &isEnding)
+{
+    std::error_code error;
+    std::filesystem::directory_iterator entries(folder, error);
+    for (; !error && !isEnding && entries != std::filesystem::directory_iterator(); entries.increment(error))
+        removeTree(entries->path(), isEnding);
+}
+
+void removeTree(const std::filesystem::path &path, const std::atomic<bool> &isEnding)
+{
+    std::error_code error;
+    if (std::filesystem::is_directory(std::filesystem::symlink_status(path, error)))
+        removeContents(path, isEnding);
+    if (!isEnding)
+        std::filesystem::remove(path, error);
+}
+
+} // namespace
+
+Trash::Trash(QString folder)
+    : m_folder(std::move(folder))
+{
+    m_worker.setMaxThreadCount(1);
+    if (QFile::exists(m_folder))
+        empty();
+}
+
+Trash::~Trash() { m_isEnding = true; }
+
+QString Trash::discard(const QString &path)
+{
+    QByteArray name = QFile::encodeName(path);
+    while (name.size() > 1 && name.endsWith('/')) // a trailing "/" would follow a link
+        name.chop(1);
+    struct stat status {
+    };
+    if (::lstat(name.constData(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR))
+        return {};
+    const QString aside = m_folder + u'/' + QUuid::createUuid().toString(QUuid::Id128);
+    ::mkdir(QFile::encodeName(m_folder).constData(), S_IRWXU);
+    if (::rename(name.constData(), QFile::encodeName(aside).constData()) != 0)
+        return files::removeAll(path);
+    empty();
+    return {};
+}
+
+QCoro::Task<> Trash::emptied()
+{
+    const QFuture<void> work = m_lastWork;
+    co_await qCoro(work).waitForFinished();
+}
+
+void Trash::empty()
+{
+    const std::filesystem::path folder = QFile::encodeName(m_folder).toStdString();
+    m_lastWork = QtConcurrent::run(&m_worker, [folder, this] { removeContents(folder, m_isEnding); });
+}
