@@ -1,7 +1,7 @@
 // Milliseconds from the click on an extracted recording to its first picture, and to one of each channel, and
 // the longest time for which the main thread took no event meanwhile: click_bench CARD_IMAGE RECORDING, where
 // RECORDING takes the place of the card's newest one. Each line on standard input is a click.
-#include "app/state/appviewmodel.h"
+#include "app/session/appviewmodel.h"
 #include "card/sdmanager.h"
 #include "common/preferences.h"
 #include "common/processvalues.h"

@@ -1,5 +1,5 @@
 import Vornex.Map
-import Vornex.State
+import Vornex.Session
 
 /// The map of the recording that is played.
 MapView {

@@ -1,7 +1,7 @@
 pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls
-import Vornex.State
+import Vornex.Session
 import Vornex.Widgets
 
 /// The recordings of the chosen kind. Arrows move the current row, Return plays it, the space bar ticks it.

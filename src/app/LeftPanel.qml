@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import Vornex.Playback
-import Vornex.State
+import Vornex.Session
 import Vornex.Telemetry
 
 /// The pictures of the recording, and what plays it.

@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Vornex.State
+import Vornex.Session
 import Vornex.Widgets
 
 /// The preview of one channel, and the list of recordings by kind.

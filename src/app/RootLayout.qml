@@ -1,6 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
-import Vornex.State
+import Vornex.Session
 
 ColumnLayout {
     id: root

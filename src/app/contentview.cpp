@@ -4,15 +4,12 @@
 #include "card/sdmanager.h"
 #include "common/bundle.h"
 #include "common/log.h"
-#include "common/processvalues.h"
 #include "common/task.h"
 #include "desktop/desktop.h"
 #include "playback/multitrackplayer.h"
 
 #include <QPointer>
 #include <QScreen>
-
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -90,29 +87,11 @@ void ContentView::cardAttached()
     m_viewModel->loadFileList();
 }
 
-// A selection that is running ends by itself when it finds the list empty.
 void ContentView::cardDetached()
 {
     logLine(QStringLiteral("[ContentView] SD Card Detached"));
     m_sdManager->setDetectedDisk(std::nullopt);
-    m_viewModel->cancelLoading();
-    m_viewModel->playerManager()->stop();
-    m_viewModel->playerManager()->clearVideoPlayers();
-    m_viewModel->clearVideoPlayers();
-    m_viewModel->clearFileList();
-    m_viewModel->clearFiltered();
-    m_viewModel->procManager().deleteDirectory(processvalues::tempRoot() + QStringLiteral("cfg"));
-    m_viewModel->procManager().deleteDirectory(processvalues::tempRoot() + QStringLiteral("mov"));
-    m_viewModel->setUploaded(true); // clears the highlighted tab of the list
-    startTask(this, [this] { return endUploaded(); });
-}
-
-QCoro::Task<> ContentView::endUploaded()
-{
-    const QPointer<ContentView> self(this);
-    co_await sleepFor(1s);
-    if (self)
-        m_viewModel->setUploaded(false);
+    m_viewModel->unloadFileList();
 }
 
 void ContentView::mainWindowWillClose()

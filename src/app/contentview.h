@@ -55,7 +55,6 @@ Q_SIGNALS:
 
 private:
     QCoro::Task<> setUp();
-    QCoro::Task<> endUploaded();
     void onDetectedDiskChanged();
     void cardAttached();
     void cardDetached();

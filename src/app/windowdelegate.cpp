@@ -21,7 +21,7 @@ bool WindowDelegate::windowShouldClose()
         return false;
     m_isConfirming = true;
     if (m_viewModel)
-        m_viewModel->setIsAlerting(true);
+        m_viewModel->beginModalAlert();
     Q_EMIT isConfirmingChanged();
     return false;
 }
@@ -33,7 +33,7 @@ void WindowDelegate::answer(bool yes)
     m_isConfirming = false;
     if (!yes) {
         if (m_viewModel)
-            m_viewModel->setIsAlerting(false);
+            m_viewModel->endModalAlert();
         Q_EMIT isConfirmingChanged();
         return;
     }

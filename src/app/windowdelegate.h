@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/state/appviewmodel.h"
+#include "app/session/appviewmodel.h"
 
 #include <functional>
 #include <QObject>

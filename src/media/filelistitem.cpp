@@ -1,51 +1,37 @@
 #include "filelistitem.h"
 
-#include <array>
-#include <QRegularExpression>
 #include <QStringBuilder>
-
-namespace {
-
-struct RecordingKind {
-    QStringView prefix;
-    QStringView label;
-    FileListItem::KindColor color;
-};
-
-constexpr std::array kinds{
-    RecordingKind{u"N_", u"REC", FileListItem::KindColor::PrimaryText},
-    RecordingKind{u"E_", u"EVT", FileListItem::KindColor::Red},
-    RecordingKind{u"P_", u"PAK", FileListItem::KindColor::Green},
-    RecordingKind{u"M_", u"MAN", FileListItem::KindColor::Yellow},
-};
-constexpr RecordingKind unknownKind{u"", u"", FileListItem::KindColor::PrimaryText};
-
-const RecordingKind &kindOf(QStringView name)
-{
-    for (const RecordingKind &kind : kinds) {
-        if (name.startsWith(kind.prefix))
-            return kind;
-    }
-    return unknownKind;
-}
-
-} // namespace
 
 QString FileListItem::dateText() const
 {
-    // \d stands for ASCII digits only: the option UseUnicodePropertiesOption is not set.
-    static const QRegularExpression pattern(QStringLiteral("_(\\d{8})_(\\d{6})"));
-    const QRegularExpressionMatch match = pattern.match(name);
-    if (!match.hasMatch())
+    const auto found = timeInName(name);
+    if (!found)
         return QStringLiteral("-");
-    const QStringView date = match.capturedView(1);
-    const QStringView time = match.capturedView(2);
+    const auto &[date, time] = *found;
     return date.left(4) % u'/' % date.mid(4, 2) % u'/' % date.mid(6, 2) % u' ' % time.left(2) % u':'
         % time.mid(2, 2) % u':' % time.mid(4, 2);
 }
 
-QString FileListItem::kindLabel() const { return kindOf(name).label.toString(); }
+QString FileListItem::kindLabel() const
+{
+    switch (kind()) {
+    case Kind::Continuous: return QStringLiteral("REC");
+    case Kind::Event: return QStringLiteral("EVT");
+    case Kind::Parking: return QStringLiteral("PAK");
+    case Kind::Manual: return QStringLiteral("MAN");
+    case Kind::Other: break;
+    }
+    return {};
+}
 
-FileListItem::KindColor FileListItem::kindColor() const { return kindOf(name).color; }
-
-QString FileListItem::cardPath() const { return QStringLiteral("mov/") % type % u'/' % name; }
+FileListItem::KindColor FileListItem::kindColor() const
+{
+    switch (kind()) {
+    case Kind::Event: return KindColor::Red;
+    case Kind::Parking: return KindColor::Green;
+    case Kind::Manual: return KindColor::Yellow;
+    case Kind::Continuous:
+    case Kind::Other: break;
+    }
+    return KindColor::PrimaryText;
+}

@@ -1,4 +1,4 @@
-#include "app/state/appviewmodel.h"
+#include "app/session/appviewmodel.h"
 #include "common/preferences.h"
 #include "common/processvalues.h"
 #include "support/logcapture.h"
@@ -134,13 +134,7 @@ void AppViewModelTest::attach(const QString &card)
 void AppViewModelTest::detach()
 {
     processvalues::setCardDevicePath(std::nullopt);
-    m_model->cancelLoading();
-    m_model->playerManager()->stop();
-    m_model->playerManager()->clearVideoPlayers();
-    m_model->clearVideoPlayers();
-    m_model->clearFileList();
-    m_model->clearFiltered();
-    m_model->procManager().deleteDirectory(processvalues::tempRoot() + QStringLiteral("mov"));
+    m_model->unloadFileList();
 }
 
 void AppViewModelTest::addRecordings(const QString &card, const QString &type, const QStringList &names)
@@ -257,7 +251,7 @@ void AppViewModelTest::lastFilterRequestWins()
     QCOMPARE(names(), QStringList(at("110000")));
 
     auto late = m_model->applyFilter(kAll);
-    m_model->clearFiltered(); // the card goes
+    m_model->clearRows(); // the card goes
     QCoro::waitFor(std::move(late));
     QCOMPARE(names(), QStringList());
 }
@@ -492,9 +486,10 @@ void AppViewModelTest::alertIsTheEndOfItsSelectionAlone()
     QTRY_COMPARE(names().size(), 3);
     QCoro::waitFor(m_model->selectIndex(0));
     QVERIFY(m_model->alertMessage());
-    QSignalSpy extractions(m_model.get(), &AppViewModel::extractionEnded);
     m_tools->release(u"read-" % at("100000"));
-    QVERIFY(extractions.wait());
+    QVERIFY(
+        QTest::qWaitFor([&] { return countOf(QStringLiteral("end read mov/normal/") + at("100000")) == 1; }));
+    QTest::qWait(50);
     QCOMPARE(readSize(m_model->fileList(), at("100000")), 0); // the background task stays stopped
 
     QCoro::waitFor(m_model->selectIndex(1)); // with the alert still up
@@ -630,7 +625,7 @@ void AppViewModelTest::nextGoesDownPreviousAndTheEndGoUp()
 
     // After another card's shorter list the index may lie beyond the end.
     QCoro::waitFor(m_model->selectIndex(2));
-    m_model->clearFiltered();
+    m_model->clearRows();
     QCoro::waitFor(m_model->selectNext());
     QCoro::waitFor(m_model->selectPrevious());
     QCOMPARE(m_model->selectedIndex(), std::optional(2));
@@ -704,10 +699,11 @@ void AppViewModelTest::cancelTakesEffectAfterTheRunningTool()
     attach(m_card);
     QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("110000")), 1);
     m_model->cancelLoading();
-    QSignalSpy extractions(m_model.get(), &AppViewModel::extractionEnded);
     m_tools->release(u"read-" % at("110000"));
     const QString path = processvalues::tempRoot() + QStringLiteral("mov/normal/") + at("110000");
-    QVERIFY(extractions.wait());
+    QVERIFY(
+        QTest::qWaitFor([&] { return countOf(QStringLiteral("end read mov/normal/") + at("110000")) == 1; }));
+    QTest::qWait(50);
     QVERIFY(QFileInfo(path).size() > 0); // the tool went on to its end
     QCOMPARE(readSize(m_model->fileList(), at("110000")), 0);
     QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
@@ -724,7 +720,7 @@ void AppViewModelTest::extractionWaitsForAlertsAndRoom()
     m_tools->hold(u"read-" % at("110000"));
     attach(m_card);
     QTRY_COMPARE(countOf(QStringLiteral("read mov/normal/") + at("110000")), 1);
-    m_model->setIsAlerting(true);
+    m_model->beginModalAlert();
     m_tools->space = noRoom;
     LogCapture log;
     const auto isPaused = [&log] {
@@ -733,7 +729,7 @@ void AppViewModelTest::extractionWaitsForAlertsAndRoom()
     m_tools->release(u"read-" % at("110000"));
     QTRY_VERIFY(readSize(m_model->fileList(), at("110000")) > 0);
     QVERIFY(!isPaused()); // the alert comes first
-    m_model->setIsAlerting(false);
+    m_model->endModalAlert();
     QTRY_VERIFY(isPaused());
     QCOMPARE(m_tools->calls().filter(at("100000")).size(), 0);
     QCOMPARE(m_model->alertMessage(), std::optional<QString>());

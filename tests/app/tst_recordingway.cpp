@@ -1,4 +1,4 @@
-#include "app/state/appviewmodel.h"
+#include "app/session/appviewmodel.h"
 #include "card/sdmanager.h"
 #include "common/preferences.h"
 #include "common/processvalues.h"

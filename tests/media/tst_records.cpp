@@ -29,10 +29,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("dateText");
         QTest::addColumn<QString>("kindLabel");
         QTest::addColumn<KindColor>("color");
+        QTest::addColumn<QString>("startTime"); // empty: none
         const QString date = QStringLiteral("2024/03/09 17:05:59");
         const QString none = QStringLiteral("-");
-        const auto row = [](const char *name, const QString &dateText, const char *label, KindColor color) {
-            QTest::newRow(name) << QString::fromUtf8(name) << dateText << QString::fromUtf8(label) << color;
+        const auto row = [&](const char *name, const QString &dateText, const char *label, KindColor color) {
+            QTest::newRow(name) << QString::fromUtf8(name) << dateText << QString::fromUtf8(label) << color
+                                << (dateText == date ? QStringLiteral("2024-03-09T17:05:59") : QString());
         };
         row("E_20240309_170559_CH1.mov", date, "EVT", KindColor::Red);
         row("N_20240309_170559.mp4", date, "REC", KindColor::PrimaryText);
@@ -53,6 +55,7 @@ private Q_SLOTS:
         QTEST(item.dateText(), "dateText");
         QTEST(item.kindLabel(), "kindLabel");
         QTEST(item.kindColor(), "color");
+        QTEST(item.startTime().value_or(QDateTime()).toString(Qt::ISODate), "startTime");
     }
 
     void decodesWholeRecords()

@@ -2,7 +2,7 @@
 #include "app/appearance.h"
 #include "app/contentview.h"
 #include "app/mainwindow.h"
-#include "app/state/appviewmodel.h"
+#include "app/session/appviewmodel.h"
 #include "card/sdmanager.h"
 #include "common/preferences.h"
 #include "common/processvalues.h"
