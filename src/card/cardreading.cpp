@@ -7,9 +7,7 @@
 #include "desktop/mounttable.h"
 #include "files.h"
 #include "settings/settingstext.h"
-#include "shell.h"
 #include "tooloutput.h"
-#include "toolrun.h"
 
 #include <algorithm>
 #include <QCoroSignal>
@@ -62,8 +60,8 @@ QCoro::Task<QStringList> ProcessManager::ls(QString path, bool withSize)
         logLine(QStringLiteral("[FileExtractor] not listed, no plain path: ") + *device + u' ' + path);
         co_return QStringList();
     }
-    const QString output = co_await outputOf(toolcommands::list(m_helperRoot, *device, path));
-    co_return tooloutput::parseListing(output, withSize);
+    const ToolResult listed = co_await runTool(toolcommands::list(m_helperRoot, *device, path), 0);
+    co_return tooloutput::parseListing(listed.output, withSize);
 }
 
 QCoro::Task<> ProcessManager::read(QString path) { co_await extract(std::move(path), 0); }
@@ -85,15 +83,14 @@ QCoro::Task<Extraction> ProcessManager::extract(QString cardPath, quint64 listed
 
 QCoro::Task<Mirror::ToolEnd> ProcessManager::runExtraction(QString cardPath, QString target)
 {
-    constexpr qsizetype mostMessages = 1 << 20; // UTF-16 units
-    Mirror::ToolEnd end;
-    const Shell::OutputHandler keep = [&end](const QString &chunk) {
-        end.messages += QStringView(chunk).left(mostMessages - end.messages.size());
-    };
+    constexpr quint64 longestFile = quint64{4} << 30; // the size isn't known here
     const QString device = cardDevicePath().value_or(QString());
     const QString command = toolcommands::extract(m_helperRoot, device, cardPath, target);
-    end.status = co_await Shell::runAsync(command, keep);
-    end.messages = end.messages.simplified();
+    const ToolResult result = co_await runTool(command, longestFile);
+    const bool isExited = result.end == ToolResult::End::Exited;
+    Mirror::ToolEnd end;
+    end.status = isExited ? result.status : -1;
+    end.messages = isExited ? result.messages.simplified() : result.summary();
     co_return end;
 }
 

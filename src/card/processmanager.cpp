@@ -120,6 +120,13 @@ void ProcessManager::warnIfBitIsVoid(const QString &tool) const
                 + QStringLiteral(" lies on a file system mounted nosuid: its set-user-ID bit has no effect"));
 }
 
+QCoro::Task<ToolResult> ProcessManager::runTool(QString command, quint64 inputBytes, ToolPace pace)
+{
+    return ::runTool(std::move(command), toolTimeLimit(inputBytes, pace), m_toolWork.get_token());
+}
+
+void ProcessManager::endToolWork() { std::exchange(m_toolWork, std::stop_source()).request_stop(); }
+
 void ProcessManager::ensureDirectoryExists(const QString &path)
 {
     const files::MadeFolder made = files::makeFolder(path);

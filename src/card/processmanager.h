@@ -4,6 +4,7 @@
 #include "media/mediadata.h"
 #include "mirror.h"
 #include "toolcommands.h"
+#include "toolrun.h"
 
 #include <optional>
 #include <QCoroTask>
@@ -11,6 +12,7 @@
 #include <QString>
 #include <QStringList>
 #include <QUrl>
+#include <stop_token>
 
 struct Desktop;
 
@@ -36,6 +38,10 @@ public:
     /// Whether the copy of the tool belongs to root and has the set-user-ID bit.
     [[nodiscard]] bool checkPrivilege(const QString &tool) const;
     QCoro::Task<bool> authorizeExt4Tool(QString tool);
+
+    /// Ends every tool that runs for this object, as when the card is gone that it works on; who waits for
+    /// one gets its result soon, as Cancelled. What is started afterwards runs as always.
+    void endToolWork();
 
     void ensureDirectoryExists(const QString &path);
     /// Bytes, 0 if it can't be told. With inTemp the path is relative to tempRoot.
@@ -100,6 +106,7 @@ Q_SIGNALS:
     void repairReported(const QStringList &lines); ///< what recoverMp4() found and lost, as its tool told it
 
 private:
+    QCoro::Task<ToolResult> runTool(QString command, quint64 inputBytes, ToolPace pace = ToolPace::Copying);
     QCoro::Task<> installTool(QString tool);
     void warnIfBitIsVoid(const QString &tool) const;
     QCoro::Task<FileList> readCard(quint64 reading);
@@ -112,6 +119,7 @@ private:
     [[nodiscard]] bool isCurrent(quint64 reading) const;
 
     Desktop &m_desktop;
+    std::stop_source m_toolWork;
     QString m_helperRoot;
     QStringList m_bbox;
     QStringList m_data;

@@ -6,7 +6,6 @@
 #include "repairfiles.h"
 #include "soundtail.h"
 #include "tooloutput.h"
-#include "toolrun.h"
 
 #include <algorithm>
 #include <QCoroFuture>
@@ -50,7 +49,9 @@ QCoro::Task<QString> ProcessManager::remux(QString src, QString dst)
 {
     const QPointer<ProcessManager> self(this);
     deleteDirectory(dst);
-    const QString output = co_await outputOf(toolcommands::remux(m_helperRoot, src, dst));
+    const ToolResult result =
+        co_await runTool(toolcommands::remux(m_helperRoot, src, dst), fileSize(src, false));
+    const QString output = result.messages + result.output;
     if (!self || fileSize(dst, false) == 0)
         co_return QStringLiteral("Failed to remux MP4 file.");
     constexpr qsizetype quicklySearched = 1 << 20; // UTF-16 units
@@ -66,21 +67,22 @@ QCoro::Task<> ProcessManager::convertAudio(QString src, QString dst)
 {
     deleteDirectory(dst);
     if (arePlain(QStringLiteral("convertAudio"), {src}))
-        co_await outputOf(toolcommands::convertAudio(m_helperRoot, src, dst));
+        co_await runTool(toolcommands::convertAudio(m_helperRoot, src, dst), fileSize(src, false));
 }
 
 QCoro::Task<> ProcessManager::extractChannelWithAudio(QString src, int index, QString dst)
 {
     deleteDirectory(dst);
     if (arePlain(QStringLiteral("extractChannelWithAudio"), {src}))
-        co_await outputOf(toolcommands::extractChannelWithAudio(m_helperRoot, src, index, dst));
+        co_await runTool(toolcommands::extractChannelWithAudio(m_helperRoot, src, index, dst),
+                         fileSize(src, false));
 }
 
 QCoro::Task<> ProcessManager::extractChannel(QString src, int index, QString dst)
 {
     deleteDirectory(dst);
     if (arePlain(QStringLiteral("extractChannel"), {src}))
-        co_await outputOf(toolcommands::extractChannel(m_helperRoot, src, index, dst));
+        co_await runTool(toolcommands::extractChannel(m_helperRoot, src, index, dst), fileSize(src, false));
 }
 
 QCoro::Task<std::optional<QList<VideoChannel>>> ProcessManager::getVideoInfo(QString path)
@@ -99,10 +101,13 @@ QCoro::Task<bool> ProcessManager::recoverMp4(QString src, QString dst)
     const std::optional<QList<VideoChannel>> channels = co_await getVideoInfo(src);
     if (!self || !channels)
         co_return false;
-    const QString output = co_await outputOf(toolcommands::recover(m_helperRoot, src, dst, *channels));
-    const QStringList report = tooloutput::repairReport(output);
-    for (const QString &line : report)
-        logLine(QStringLiteral("[ProcessManager] recoverMp4: ") + line);
+    const ToolResult result = co_await runTool(toolcommands::recover(m_helperRoot, src, dst, *channels),
+                                               fileSize(src, false), ToolPace::Repairing);
+    const QStringList report = tooloutput::repairReport(result.output + result.messages);
+    if (result.hasSucceeded()) { // else its words are in the log already
+        for (const QString &line : report)
+            logLine(QStringLiteral("[ProcessManager] recoverMp4: ") + line);
+    }
     if (self)
         Q_EMIT repairReported(report);
     co_return true;
@@ -119,7 +124,8 @@ QCoro::Task<> ProcessManager::mergeAudio(QString video)
     if (!self)
         co_return;
     deleteDirectory(files.joined);
-    co_await outputOf(toolcommands::mergeAudio(m_helperRoot, video, files.sound, files.joined));
+    co_await runTool(toolcommands::mergeAudio(m_helperRoot, video, files.sound, files.joined),
+                     fileSize(video, false));
     if (!self)
         co_return;
     deleteDirectory(files.sound);

@@ -1,6 +1,5 @@
 #include "shell.h"
 
-#include "childprocess.h"
 #include "common/text.h"
 
 #include <QCoreApplication>
@@ -15,7 +14,7 @@ QString &executable()
 
 QString startError(const ChildProcess &child) { return QStringLiteral("[Shell] run error: ") + child.error; }
 
-/// Starts the command when it is awaited, and gives its status.
+/// Starts the command when it is awaited, and returns its status.
 class Exit
 {
 public:
@@ -44,11 +43,11 @@ private:
 
 QString Shell::run(const QString &command)
 {
-    const ChildProcess child = startChildProcess(executable(), command);
+    const ChildProcess child = start(command, Streams::Joined);
     if (child.pid < 0)
         return startError(child);
     const QByteArray output = readToEnd(child.output.get());
-    waitForStatus(child.pid);
+    waitForEnd(child.pid);
     return text::decodeUtf8Repairing(output);
 }
 
@@ -60,7 +59,7 @@ QCoro::Task<int> Shell::runAsync(QString command, OutputHandler onOutput)
 
 void Shell::startProcess(const QString &command, OutputHandler onOutput, std::function<void(int)> onExit)
 {
-    ChildProcess child = startChildProcess(executable(), command);
+    ChildProcess child = start(command, Streams::Joined);
     if (child.pid < 0) {
         const auto tellFailure = [error = startError(child), onOutput = std::move(onOutput),
                                   onExit = std::move(onExit)] {
@@ -74,14 +73,13 @@ void Shell::startProcess(const QString &command, OutputHandler onOutput, std::fu
         if (const auto text = text::decodeUtf8Strictly(chunk))
             onOutput(*text);
     };
-    new ChildWatcher(std::move(child), decode, std::move(onExit), qApp);
+    new ChildWatcher(std::move(child), decode, {},
+                     [onExit = std::move(onExit)](ChildEnd end) { onExit(end.status); });
 }
 
-void Shell::endRunningCommands()
+ChildProcess Shell::start(const QString &command, Streams streams)
 {
-    const auto watchers = qApp->findChildren<ChildWatcher *>(QString(), Qt::FindDirectChildrenOnly);
-    for (const ChildWatcher *watcher : watchers)
-        watcher->endChild();
+    return startChildProcess(executable(), command, streams);
 }
 
 void Shell::setExecutable(const QString &path) { executable() = path; }

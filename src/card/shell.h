@@ -1,12 +1,15 @@
 #pragma once
 
+#include "childprocess.h"
+
 #include <functional>
 #include <QCoroTask>
 #include <QString>
 
 /// The one way to start a child process: a text command line, run by /bin/bash with -c. Standard output and
 /// standard error come as one text, standard input is empty; environment and folder are the program's own.
-/// There is no time-out, and nothing but endRunningCommands() ends a running command.
+/// These operations have no time limit, and nothing but the program's end ends what they run; runTool() has
+/// both.
 class Shell
 {
 public:
@@ -14,7 +17,7 @@ public:
 
     Shell() = delete;
 
-    /// Blocks until the child has ended and everybody has closed its output. Gives all of the output, with
+    /// Blocks until the child has ended and everybody has closed its output. Returns all of the output, with
     /// ill-formed UTF-8 repaired; "[Shell] run error: " and the reason if the child can't be started. Any
     /// thread.
     [[nodiscard]] static QString run(const QString &command);
@@ -29,9 +32,8 @@ public:
     /// call; onExit exactly once, last.
     static void startProcess(const QString &command, OutputHandler onOutput, std::function<void(int)> onExit);
 
-    /// For a program that was told to end: asks all commands that run on the event loop to end, makes those
-    /// end that don't, and comes back when none is left. Who waits for one gets its status as always.
-    static void endRunningCommands();
+    /// Starts the command for a ChildWatcher of one's own. Any thread.
+    [[nodiscard]] static ChildProcess start(const QString &command, Streams streams);
 
     /// For tests: another executable in the place of /bin/bash.
     static void setExecutable(const QString &path);

@@ -123,8 +123,9 @@ private Q_SLOTS:
         QTemporaryDir folder;
         const QString stop = folder.filePath(QStringLiteral("stop"));
         const QString command =
-            QStringLiteral("(while [ ! -e %1 ]; do sleep 0.02; done; echo late) & echo early; exit 5")
-                .arg(stop);
+            QStringLiteral("(while [ -d %1 ] && [ ! -e %2 ]; do sleep 0.02; done; echo late) & "
+                           "echo early; exit 5")
+                .arg(folder.path(), stop);
         const Run run = runAsync(command); // would never end if it waited for the grandchild
         QCOMPARE(run.status, 5);
         QCOMPARE(run.text(), QStringLiteral("early\n"));
@@ -174,7 +175,7 @@ private Q_SLOTS:
     }
 
     /// One of them takes no notice of the first word.
-    void endsRunningCommands()
+    void endsAllRunningCommands()
     {
         const QTemporaryDir folder;
         QList<int> statuses;
@@ -185,7 +186,7 @@ private Q_SLOTS:
                 [&statuses](int status) { statuses.append(status); });
         QTRY_VERIFY(QFile::exists(folder.filePath(QStringLiteral("a")))
                     && QFile::exists(folder.filePath(QStringLiteral("b"))));
-        Shell::endRunningCommands();
+        ChildWatcher::endAll();
         QTRY_COMPARE(statuses.size(), 2);
         QCOMPARE(QSet<int>(statuses.cbegin(), statuses.cend()), QSet<int>({SIGTERM, SIGKILL}));
     }

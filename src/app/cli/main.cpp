@@ -1,4 +1,4 @@
-#include "card/shell.h"
+#include "card/childprocess.h"
 #include "commands.h"
 #include "common/task.h"
 #include "desktop/quitsignals.h"
@@ -42,7 +42,7 @@ bool makesFiles(Request::Command command)
 /// Leaves nothing behind, and ends as the signal would have ended the program.
 void endBySignal(int signal)
 {
-    Shell::endRunningCommands();
+    ChildWatcher::endAll();
     QThreadPool::globalInstance()->waitForDone();
     WorkFolder::removeAll();
     std::signal(signal, SIG_DFL);
