@@ -1,5 +1,6 @@
 #include "moviefile.h"
 
+#include "decoder.h"
 #include "soundtrackplayer.h"
 #include "videotrackplayer.h"
 
@@ -8,9 +9,6 @@
 #include <QThreadPool>
 
 namespace {
-
-constexpr int64_t mostPixels = 8192LL * 8192;
-constexpr int64_t pixelsForOneThread = 2560LL * 1440; // larger pictures get more, if cores are left
 
 struct FileHead {
     std::shared_ptr<const MovieSource> source;
@@ -45,39 +43,6 @@ FileHead readHead(const QString &path)
         if (const std::optional<TrackInfo> track = trackInfoOf(*demuxer->format(), static_cast<int>(i)))
             head.tracks.append(*track);
     return head;
-}
-
-/// The channels are the parallelism: one thread each, which is also the quickest way to seek.
-int decoderThreads(const TrackReader &reader)
-{
-    const AVCodecParameters &codec = *reader.stream().codecpar;
-    if (int64_t{codec.width} * codec.height <= pixelsForOneThread)
-        return 1;
-    return std::clamp(QThread::idealThreadCount() / std::max(reader.videoTrackCount(), 1), 1, 4);
-}
-
-CodecPtr openDecoder(const TrackReader &reader, QString *error)
-{
-    const AVStream &stream = reader.stream();
-    const AVCodec *codec = avcodec_find_decoder(stream.codecpar->codec_id);
-    if (!codec) {
-        *error = QStringLiteral("No decoder for %1")
-                     .arg(QLatin1String(avcodec_get_name(stream.codecpar->codec_id)));
-        return nullptr;
-    }
-    CodecPtr decoder(avcodec_alloc_context3(codec));
-    int result = decoder ? avcodec_parameters_to_context(decoder.get(), stream.codecpar) : AVERROR(ENOMEM);
-    if (result >= 0) {
-        decoder->pkt_timebase = stream.time_base;
-        decoder->thread_count = decoderThreads(reader);
-        decoder->max_pixels = mostPixels;
-        decoder->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT; // a damaged picture says more than none
-        result = avcodec_open2(decoder.get(), codec, nullptr);
-    }
-    if (result >= 0)
-        return decoder;
-    *error = avErrorText(result);
-    return nullptr;
 }
 
 OpenedTrack openTrack(const std::shared_ptr<const MovieSource> &source, int index)

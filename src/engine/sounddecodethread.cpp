@@ -54,54 +54,50 @@ SoundDecodeThread::~SoundDecodeThread()
     m_thread.join();
 }
 
-void SoundDecodeThread::seek(Nanoseconds target, quint64 serial)
+void SoundDecodeThread::seek(Nanoseconds target)
 {
     {
         const std::scoped_lock lock(m_mutex);
-        m_wantedTarget = target;
-        m_wantedSerial = serial;
-        m_dataEnd.reset();
+        m_seek = {.number = m_seek.number + 1, .target = target};
     }
     m_changed.notify_one();
 }
 
-std::optional<Nanoseconds> SoundDecodeThread::dataEnd(quint64 serial) const
+SoundDecodeThread::State SoundDecodeThread::state() const
 {
     const std::scoped_lock lock(m_mutex);
-    return serial == m_wantedSerial ? m_dataEnd : std::nullopt;
+    return m_seek.state;
 }
 
 void SoundDecodeThread::run()
 {
     std::unique_lock lock(m_mutex);
     while (!m_isStopping) {
-        if (m_wantedSerial != m_serving) {
-            m_serving = m_wantedSerial;
-            const Nanoseconds target = m_wantedTarget;
+        if (m_seek.number != m_run.number) {
+            const Nanoseconds target = m_seek.target;
+            const quint64 number = m_seek.number;
             lock.unlock();
-            begin(target);
+            begin(target, number);
             lock.lock();
-        } else if (!m_isAtEnd && m_queue->filled() < SoundQueue::depth) {
+        } else if (m_run.isAtEnd || m_run.number == 0) {
+            m_changed.wait(lock);
+        } else if (m_queue->filled() < SoundQueue::depth) {
             lock.unlock();
             decodeSome();
             lock.lock();
-        } else if (m_isAtEnd || m_wantedSerial == 0) {
-            m_changed.wait(lock);
         } else {
             m_changed.wait_for(lock, roomCheck); // the device doesn't say when it has taken something
         }
     }
 }
 
-void SoundDecodeThread::begin(Nanoseconds target)
+void SoundDecodeThread::begin(Nanoseconds target, quint64 number)
 {
     m_queue->clear();
-    m_target = m_reader->withinReadable(target);
-    m_reader->seekToKey(m_target - preroll); // at the start, too: coders put a frame before it
+    target = m_reader->withinReadable(target);
+    m_run = {.number = number, .target = target, .decodedUntil = target};
+    m_reader->seekToKey(target - preroll); // at the start, too: coders put a frame before it
     avcodec_flush_buffers(m_decoder.get());
-    m_resampler.reset();
-    m_isDraining = false;
-    m_isAtEnd = false;
 }
 
 void SoundDecodeThread::decodeSome()
@@ -111,52 +107,51 @@ void SoundDecodeThread::decodeSome()
         convert(*m_decoded);
         av_frame_unref(m_decoded.get());
         if (m_queue->filled() >= enoughToStart)
-            setReady(m_serving, std::nullopt);
-    } else if (result == AVERROR_EOF || m_isDraining) {
-        m_isAtEnd = true;
-        setReady(m_serving, m_reader->readUntil());
+            setState({.isReady = true});
+    } else if (result == AVERROR_EOF || m_run.isDraining) {
+        m_run.isAtEnd = true;
+        setState({.isReady = true, .end = m_reader->readUntil()});
     } else if (m_reader->read(m_packet.get())) {
         avcodec_send_packet(m_decoder.get(), m_packet.get());
         av_packet_unref(m_packet.get());
     } else {
-        m_isDraining = true;
+        m_run.isDraining = true;
         avcodec_send_packet(m_decoder.get(), nullptr);
     }
 }
 
-void SoundDecodeThread::setReady(quint64 serial, std::optional<Nanoseconds> end)
+void SoundDecodeThread::setState(const State &state)
 {
-    if (m_readySerial == serial && !end)
-        return;
-    if (end) {
+    {
         const std::scoped_lock lock(m_mutex);
-        if (serial == m_wantedSerial)
-            m_dataEnd = end;
+        const bool isNews = !m_seek.state.isReady || state.end;
+        if (m_run.number != m_seek.number || !isNews)
+            return;
+        m_seek.state = state;
     }
-    m_readySerial = serial;
     m_notify();
 }
 
 void SoundDecodeThread::convert(const AVFrame &decoded)
 {
     const bool isTimed = decoded.best_effort_timestamp != AV_NOPTS_VALUE;
-    const Nanoseconds time = isTimed ? m_reader->timeOf(decoded.best_effort_timestamp) : m_decodedUntil;
+    const Nanoseconds time = isTimed ? m_reader->timeOf(decoded.best_effort_timestamp) : m_run.decodedUntil;
     if (decoded.sample_rate <= 0 || decoded.nb_samples <= 0 || !prepareResampler(decoded))
         return;
-    m_decodedUntil =
+    m_run.decodedUntil =
         time + Nanoseconds(av_rescale(decoded.nb_samples, nanosecondBase.den, decoded.sample_rate));
-    if (m_decodedUntil <= m_target)
+    if (m_run.decodedUntil <= m_run.target)
         return;
     const double lead =
         std::clamp(toSeconds(m_queue->lead()) / correctionSeconds, -largestCorrection, largestCorrection);
     const int window = m_format.sampleRate() * correctionSeconds;
-    swr_set_compensation(m_resampler.get(), static_cast<int>(lead * window), window);
-    const int room = swr_get_out_samples(m_resampler.get(), decoded.nb_samples);
+    swr_set_compensation(m_run.resampler.get(), static_cast<int>(lead * window), window);
+    const int room = swr_get_out_samples(m_run.resampler.get(), decoded.nb_samples);
     if (room <= 0)
         return;
     QByteArray samples(qsizetype{room} * m_queue->bytesPerFrame(), Qt::Uninitialized);
     auto *target = reinterpret_cast<uint8_t *>(samples.data());
-    const int count = swr_convert(m_resampler.get(), &target, room,
+    const int count = swr_convert(m_run.resampler.get(), &target, room,
                                   const_cast<const uint8_t **>(decoded.extended_data), decoded.nb_samples);
     if (count <= 0)
         return;
@@ -168,8 +163,8 @@ void SoundDecodeThread::convert(const AVFrame &decoded)
 bool SoundDecodeThread::prepareResampler(const AVFrame &decoded)
 {
     const int channels = decoded.ch_layout.nb_channels;
-    if (m_resampler && m_resampledRate == decoded.sample_rate && m_resampledFormat == decoded.format
-        && m_resampledChannels == channels)
+    if (m_run.resampler && m_run.resampledRate == decoded.sample_rate
+        && m_run.resampledFormat == decoded.format && m_run.resampledChannels == channels)
         return true;
     AVChannelLayout source = {};
     if (decoded.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC)
@@ -182,19 +177,19 @@ bool SoundDecodeThread::prepareResampler(const AVFrame &decoded)
     const int result = swr_alloc_set_opts2(
         &resampler, &device, sampleFormat(m_format.sampleFormat()), m_format.sampleRate(), &source,
         static_cast<AVSampleFormat>(decoded.format), decoded.sample_rate, 0, nullptr);
-    m_resampler.reset(resampler);
+    m_run.resampler.reset(resampler);
     av_channel_layout_uninit(&source);
     av_channel_layout_uninit(&device);
-    if (result < 0 || !m_resampler)
+    if (result < 0 || !m_run.resampler)
         return false;
-    av_opt_set_int(m_resampler.get(), "flags", SWR_FLAG_RESAMPLE,
+    av_opt_set_int(m_run.resampler.get(), "flags", SWR_FLAG_RESAMPLE,
                    0); // even at the same rate, to be able to stretch
-    if (swr_init(m_resampler.get()) < 0) {
-        m_resampler.reset();
+    if (swr_init(m_run.resampler.get()) < 0) {
+        m_run.resampler.reset();
         return false;
     }
-    m_resampledRate = decoded.sample_rate;
-    m_resampledFormat = decoded.format;
-    m_resampledChannels = channels;
+    m_run.resampledRate = decoded.sample_rate;
+    m_run.resampledFormat = decoded.format;
+    m_run.resampledChannels = channels;
     return true;
 }

@@ -12,27 +12,48 @@
 class SoundDecodeThread
 {
 public:
-    /// notify is called in the decode thread once enough of what a seek asked for is there.
+    /// Of the newest seek.
+    struct State {
+        bool isReady = false; ///< enough of what it asked for is there, or all that there is
+        std::optional<Nanoseconds> end{}; ///< of the data, once it has been reached
+    };
+
+    /// notify is called in the decode thread when the state changes.
     SoundDecodeThread(std::shared_ptr<TrackReader> reader, std::shared_ptr<AVCodecContext> decoder,
                       const QAudioFormat &format, std::shared_ptr<SoundQueue> queue,
                       std::function<void()> notify);
     ~SoundDecodeThread();
     Q_DISABLE_COPY_MOVE(SoundDecodeThread)
 
-    void seek(Nanoseconds target, quint64 serial);
-    [[nodiscard]] quint64 readySerial() const { return m_readySerial; }
-    /// Of the data, if the thread has come to it since that seek.
-    [[nodiscard]] std::optional<Nanoseconds> dataEnd(quint64 serial) const;
-    /// There may be room in the queue again.
-    void wake() { m_changed.notify_one(); }
+    void seek(Nanoseconds target);
+    [[nodiscard]] State state() const;
 
 private:
+    /// The newest seek, and what has become of it. The next one replaces it as a whole.
+    struct Seek {
+        quint64 number = 0; ///< none before the first one
+        Nanoseconds target{0};
+        State state{};
+    };
+    /// What is decoded for one seek. The next one replaces it as a whole.
+    struct Run {
+        quint64 number = 0;
+        Nanoseconds target{0};
+        Nanoseconds decodedUntil{0};
+        bool isDraining = false;
+        bool isAtEnd = false;
+        ResamplerPtr resampler{};
+        int resampledRate = 0;
+        int resampledFormat = AV_SAMPLE_FMT_NONE;
+        int resampledChannels = 0;
+    };
+
     void run();
-    void begin(Nanoseconds target);
+    void begin(Nanoseconds target, quint64 number);
     void decodeSome();
     void convert(const AVFrame &decoded);
     bool prepareResampler(const AVFrame &decoded);
-    void setReady(quint64 serial, std::optional<Nanoseconds> end);
+    void setState(const State &state);
 
     std::shared_ptr<TrackReader> m_reader;
     std::shared_ptr<AVCodecContext> m_decoder;
@@ -43,22 +64,11 @@ private:
     // The decode thread's own
     PacketPtr m_packet;
     FramePtr m_decoded;
-    ResamplerPtr m_resampler;
-    int m_resampledRate = 0;
-    int m_resampledFormat = AV_SAMPLE_FMT_NONE;
-    int m_resampledChannels = 0;
-    quint64 m_serving = 0;
-    Nanoseconds m_target{0};
-    Nanoseconds m_decodedUntil{0};
-    bool m_isDraining = false;
-    bool m_isAtEnd = false;
+    Run m_run;
 
-    std::atomic<quint64> m_readySerial = 0;
     mutable std::mutex m_mutex; // around all that follows
     std::condition_variable m_changed;
-    Nanoseconds m_wantedTarget{0};
-    quint64 m_wantedSerial = 0;
+    Seek m_seek;
     bool m_isStopping = false;
-    std::optional<Nanoseconds> m_dataEnd;
     std::thread m_thread;
 };

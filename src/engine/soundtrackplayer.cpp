@@ -44,7 +44,7 @@ void SoundTrackPlayer::startSeek(Time target, quint64)
 void SoundTrackPlayer::seekDecoder(Time target)
 {
     if (m_decodeThread)
-        m_decodeThread->seek(target, ++m_decodeSerial);
+        m_decodeThread->seek(target);
 }
 
 /// The device is started while the time is still held, once everything else is there: so what it needs to get
@@ -75,7 +75,7 @@ void SoundTrackPlayer::silence(Time position)
 {
     m_isSounding = false;
     m_output->stop();
-    seekDecoder(position);
+    seekDecoder(position); // what wasn't heard is decoded again
 }
 
 std::optional<HoldStage> SoundTrackPlayer::neededToStart()
@@ -86,10 +86,11 @@ std::optional<HoldStage> SoundTrackPlayer::neededToStart()
 
 void SoundTrackPlayer::decoderProgressed()
 {
-    if (m_decodeThread->readySerial() != m_decodeSerial)
+    const SoundDecodeThread::State state = m_decodeThread->state();
+    if (!state.isReady)
         return;
-    if (const std::optional<Nanoseconds> end = m_decodeThread->dataEnd(m_decodeSerial))
-        setDataEnd(*end);
+    if (state.end)
+        setDataEnd(*state.end);
     setReady();
     tick();
 }

@@ -34,7 +34,5 @@ private:
     quint64 m_start = 0; // number of that start
     bool m_hasBegun = false; // since that start it plays, or never will
     bool m_isWithoutDevice = false;
-    quint64 m_decodeSerial =
-        1; // raised by seeks, and by stops, after which what wasn't heard is decoded again
     std::unique_ptr<SoundDecodeThread> m_decodeThread; // last: it calls into the object
 };

@@ -205,7 +205,7 @@ bool TrackReader::read(AVPacket *packet)
     return true;
 }
 
-void TrackReader::seekToKey(Nanoseconds target)
+std::optional<Nanoseconds> TrackReader::seekToKey(Nanoseconds target)
 {
     m_pending.clear();
     m_lastDts = AV_NOPTS_VALUE;
@@ -213,35 +213,40 @@ void TrackReader::seekToKey(Nanoseconds target)
     // The index goes by decoding time: the key frame that it gives may be shown later than the target. Then
     // the one before is the right one.
     int64_t goTo = wanted;
+    std::optional<Nanoseconds> arrivedAt;
     for (int tries = 0; tries < 4; tries++) {
         AVFormatContext *format = m_demuxer->format();
         if (av_seek_frame(format, m_stream->index, goTo, AVSEEK_FLAG_BACKWARD) < 0)
             av_seek_frame(format, m_stream->index, goTo, 0);
         PacketPtr packet(av_packet_alloc());
+        m_pending.clear();
         if (!packet || !readFromFile(packet.get()))
-            return;
+            return std::nullopt;
         const int64_t shownAt = packet->pts;
         const int64_t decodedAt = packet->dts;
-        m_pending.clear();
         m_pending.push_back(std::move(packet));
+        arrivedAt = shownAt == AV_NOPTS_VALUE ? std::nullopt : std::optional(timeOf(shownAt));
         const bool isLate =
-            timeOf(shownAt) > target + sameTime && m_stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+            arrivedAt > target + sameTime && m_stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
         if (!isLate || decodedAt == AV_NOPTS_VALUE || decodedAt > goTo || shownAt <= m_start)
-            return;
+            break;
         goTo = decodedAt - 1;
     }
+    return arrivedAt;
 }
 
-bool TrackReader::isOnTheWayTo(Nanoseconds target) const
+bool TrackReader::isInGroupOf(Nanoseconds target) const
 {
     const AVIndexEntry *key = keyBefore(target);
     return m_lastDts != AV_NOPTS_VALUE && key && key->timestamp <= m_lastDts;
 }
 
-bool TrackReader::hasKeyBetweenHereAnd(Nanoseconds time) const
+std::optional<Nanoseconds> TrackReader::keyBetweenHereAnd(Nanoseconds time) const
 {
     const AVIndexEntry *key = keyBefore(time);
-    return m_lastDts != AV_NOPTS_VALUE && key && key->timestamp > m_lastDts;
+    if (m_lastDts == AV_NOPTS_VALUE || !key || key->timestamp <= m_lastDts)
+        return std::nullopt;
+    return timeOf(key->timestamp);
 }
 
 const AVIndexEntry *TrackReader::keyBefore(Nanoseconds time) const

@@ -27,13 +27,13 @@ public:
 
     /// The next packet, or false at the end of what can be read.
     bool read(AVPacket *packet);
-    /// Goes to the last key frame from which the picture at target can be decoded. The decoder has to be
-    /// flushed then.
-    void seekToKey(Nanoseconds target);
-    /// Nothing is gained by seeking, since no key frame lies between here and there.
-    [[nodiscard]] bool isOnTheWayTo(Nanoseconds target) const;
-    /// There is a key frame between here and that time.
-    [[nodiscard]] bool hasKeyBetweenHereAnd(Nanoseconds time) const;
+    /// Goes to the last key frame from which the picture at target can be decoded, and returns its time, if
+    /// it has one. The decoder has to be flushed then.
+    std::optional<Nanoseconds> seekToKey(Nanoseconds target);
+    /// Nothing is gained by a jump: no key frame lies between here and the target.
+    [[nodiscard]] bool isInGroupOf(Nanoseconds target) const;
+    /// The decoding time of the last key frame between here and that time, if there is one.
+    [[nodiscard]] std::optional<Nanoseconds> keyBetweenHereAnd(Nanoseconds time) const;
 
     [[nodiscard]] Nanoseconds timeOf(int64_t timestamp) const;
     /// The latest end of all packets that were read so far.

@@ -42,13 +42,7 @@ void VideoDecodeThread::seek(Nanoseconds target, quint64 serial)
 {
     {
         const std::scoped_lock lock(m_mutex);
-        m_wantedTarget = target;
-        m_wantedSerial = serial;
-        m_mayRunAhead = false;
-        m_isFirstFrame = true;
-        m_state.isReady = false;
-        m_state.end.reset();
-        m_position = target.count();
+        m_seek = {.serial = serial, .target = target, .position = target};
     }
     m_changed.notify_one();
 }
@@ -57,9 +51,9 @@ void VideoDecodeThread::runAhead()
 {
     {
         const std::scoped_lock lock(m_mutex);
-        if (m_mayRunAhead)
+        if (m_seek.mayRunAhead)
             return;
-        m_mayRunAhead = true;
+        m_seek.mayRunAhead = true;
     }
     m_changed.notify_one();
 }
@@ -67,8 +61,8 @@ void VideoDecodeThread::runAhead()
 bool VideoDecodeThread::isSupplied()
 {
     const std::scoped_lock lock(m_mutex);
-    const bool isSupplied = m_state.isReady && (m_isAtEnd || m_frames.size() >= framesToStart);
-    m_mustTellSupply = !isSupplied;
+    const bool isSupplied = m_seek.state.isReady && (m_seek.state.end || m_frames.size() >= framesToStart);
+    m_seek.mustTellSupply = !isSupplied;
     return isSupplied;
 }
 
@@ -77,12 +71,12 @@ VideoFramePtr VideoDecodeThread::takeDue(Nanoseconds position)
     VideoFramePtr due;
     {
         const std::scoped_lock lock(m_mutex);
-        m_position = position.count();
-        while (!m_frames.empty() && m_frames.front().picture->serial == m_wantedSerial
-               && (m_isFirstFrame || m_frames.front().time <= position + sameTime)) {
+        m_seek.position = position;
+        while (!m_frames.empty() && m_frames.front().picture->serial == m_seek.serial
+               && (m_seek.isFirstFrame || m_frames.front().time <= position + sameTime)) {
             due = std::move(m_frames.front().picture);
             m_frames.pop_front();
-            m_isFirstFrame = false;
+            m_seek.isFirstFrame = false;
         }
     }
     if (due)
@@ -93,7 +87,7 @@ VideoFramePtr VideoDecodeThread::takeDue(Nanoseconds position)
 std::optional<Nanoseconds> VideoDecodeThread::nextFrameTime() const
 {
     const std::scoped_lock lock(m_mutex);
-    if (m_frames.empty() || m_frames.front().picture->serial != m_wantedSerial)
+    if (m_frames.empty() || m_frames.front().picture->serial != m_seek.serial)
         return std::nullopt;
     return m_frames.front().time;
 }
@@ -101,16 +95,16 @@ std::optional<Nanoseconds> VideoDecodeThread::nextFrameTime() const
 VideoDecodeThread::State VideoDecodeThread::state() const
 {
     const std::scoped_lock lock(m_mutex);
-    return m_state;
+    return m_seek.state;
 }
 
 void VideoDecodeThread::run()
 {
     std::unique_lock lock(m_mutex);
     while (!m_isStopping) {
-        if (m_wantedSerial != m_serving) {
-            const Nanoseconds target = m_wantedTarget;
-            const quint64 serial = m_wantedSerial;
+        if (m_seek.serial != m_task.serial) {
+            const Nanoseconds target = m_seek.target;
+            const quint64 serial = m_seek.serial;
             lock.unlock();
             begin(target, serial);
             lock.lock();
@@ -126,33 +120,41 @@ void VideoDecodeThread::run()
 
 bool VideoDecodeThread::hasRoom() const
 {
-    if (m_isAtEnd)
+    if (m_run.isAtEnd)
         return false;
     const AVCodecParameters &codec = *m_reader->stream().codecpar;
     const bool isLarge = int64_t{codec.width} * codec.height > pixelsForAllAhead;
-    return m_isSeeking || (m_mayRunAhead && m_frames.size() < (isLarge ? framesToStart : framesAhead));
+    return m_task.isSeeking
+        || (m_seek.mayRunAhead && m_frames.size() < (isLarge ? framesToStart : framesAhead));
 }
 
 void VideoDecodeThread::begin(Nanoseconds target, quint64 serial)
 {
-    m_serving = serial;
-    m_target = m_reader->withinReadable(target);
-    m_candidate = {};
-    if (reuseFrames(target, serial))
+    m_task = {.serial = serial, .target = m_reader->withinReadable(target)};
+    if (reuseFrames(target, serial)) {
+        m_task.isSeeking = false;
         return m_notify();
-    bool isAtEnd = false;
+    }
     {
         const std::scoped_lock lock(m_mutex);
         m_frames.clear();
-        isAtEnd = std::exchange(m_isAtEnd, false);
     }
-    m_isSeeking = true;
-    if (!isAtEnd && !m_isDraining && m_decodedUntil <= m_target + sameTime
-        && m_reader->isOnTheWayTo(m_target))
-        return;
-    m_reader->seekToKey(m_target);
+    if (!isOnTheWayTo(m_task.target))
+        jumpTo(m_task.target);
+}
+
+void VideoDecodeThread::jumpTo(Nanoseconds target)
+{
+    m_run = {.decodedUntil = m_reader->seekToKey(target)};
     avcodec_flush_buffers(m_decoder.get());
-    m_isDraining = false;
+}
+
+/// Whether the picture at the target comes if decoding goes on, and would come no sooner after a jump.
+bool VideoDecodeThread::isOnTheWayTo(Nanoseconds target) const
+{
+    return !m_run.isAtEnd && !m_run.isDraining && m_run.decodedUntil
+        && std::max(*m_run.decodedUntil, m_run.leftOutUntil) <= target + sameTime
+        && m_reader->isInGroupOf(target);
 }
 
 /// A target among the frames that wait already, as a small step forward is.
@@ -162,7 +164,7 @@ bool VideoDecodeThread::reuseFrames(Nanoseconds target, quint64 serial)
     const auto shown = std::find_if(m_frames.begin(), m_frames.end(), [target](const Frame &frame) {
         return frame.time <= target + sameTime && frame.end > target + sameTime;
     });
-    if (shown == m_frames.end() || serial != m_wantedSerial)
+    if (shown == m_frames.end() || serial != m_seek.serial)
         return false;
     m_frames.erase(m_frames.begin(), shown);
     for (Frame &frame : m_frames) {
@@ -170,8 +172,7 @@ bool VideoDecodeThread::reuseFrames(Nanoseconds target, quint64 serial)
         renewed.serial = serial;
         frame.picture = std::make_shared<const VideoFrame>(std::move(renewed));
     }
-    m_isSeeking = false;
-    m_state = {serial, true, m_isAtEnd ? std::optional(m_reader->readUntil()) : std::nullopt};
+    m_seek.state = {true, m_run.isAtEnd ? std::optional(m_reader->readUntil()) : std::nullopt};
     return true;
 }
 
@@ -186,7 +187,7 @@ void VideoDecodeThread::decodeSome()
             av_frame_unref(m_decoded.get());
         if (decoded)
             takeDecoded(std::move(decoded));
-    } else if (result == AVERROR_EOF || m_isDraining) {
+    } else if (result == AVERROR_EOF || m_run.isDraining) {
         finish();
     } else {
         feedDecoder();
@@ -196,76 +197,109 @@ void VideoDecodeThread::decodeSome()
 void VideoDecodeThread::feedDecoder()
 {
     if (!m_reader->read(m_packet.get())) {
-        m_isDraining = true;
+        m_run.isDraining = true;
         avcodec_send_packet(m_decoder.get(), nullptr);
         return;
     }
-    keepUp(*m_packet);
-    avcodec_send_packet(m_decoder.get(), m_packet.get()); // a bad packet costs its picture, no more
+    if (!catchUp(*m_packet)) {
+        chooseWhatToLeaveOut(*m_packet);
+        avcodec_send_packet(m_decoder.get(), m_packet.get()); // a bad packet costs its picture, no more
+    }
     av_packet_unref(m_packet.get());
 }
 
-/// Leaves out what nobody will see: pictures that nothing refers to, before the target or while late. A
-/// channel that is hopelessly late goes on from its next key frame.
-void VideoDecodeThread::keepUp(const AVPacket &packet)
+/// Goes on from the next key frame if the channel is hopelessly late.
+bool VideoDecodeThread::catchUp(const AVPacket &packet)
 {
+    const std::optional<Nanoseconds> position = playingPosition();
+    if (!position || packet.pts == AV_NOPTS_VALUE
+        || m_reader->timeOf(packet.pts) + hopelesslyLate >= *position)
+        return false;
+    // The index goes by decoding time: a jump may end before that key frame, and isn't worth a second one.
+    const std::optional<Nanoseconds> key = m_reader->keyBetweenHereAnd(*position);
+    if (!key || key == m_task.caughtUpTo)
+        return false;
+    m_task.caughtUpTo = key;
+    jumpTo(*position);
+    return true;
+}
+
+/// Pictures that nothing refers to and nobody will see: before the target, or while late.
+void VideoDecodeThread::chooseWhatToLeaveOut(const AVPacket &packet)
+{
+    const Nanoseconds begin = m_reader->timeOf(packet.pts);
     const Nanoseconds end = m_reader->timeOf(av_sat_add64(packet.pts, packet.duration));
-    const Nanoseconds position(m_position);
-    const Nanoseconds interval = std::max(end - m_reader->timeOf(packet.pts), Nanoseconds(1));
+    const Nanoseconds interval = std::max(end - begin, Nanoseconds(1));
+    const std::optional<Nanoseconds> position = playingPosition();
+    const bool isBeforeTarget = m_task.isSeeking && end <= m_task.target + sameTime;
+    const bool isLate = position && end + 2 * interval < *position;
     const bool isTimed = packet.pts != AV_NOPTS_VALUE && packet.duration > 0;
-    const bool isBeforeTarget = m_isSeeking && end <= m_target + sameTime;
-    const bool isLate = !m_isSeeking && end + 2 * interval < position;
-    m_decoder->skip_frame = isTimed && (isBeforeTarget || isLate) ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
-    if (isTimed && !m_isSeeking && end + hopelesslyLate < position
-        && m_reader->hasKeyBetweenHereAnd(position)) {
-        m_reader->seekToKey(position);
-        avcodec_flush_buffers(m_decoder.get());
-        av_packet_unref(m_packet.get());
-        m_reader->read(m_packet.get());
-    }
+    const bool isLeftOut = m_run.mayLeaveOut && isTimed && (isBeforeTarget || isLate);
+    m_decoder->skip_frame = isLeftOut ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+    if (isLeftOut)
+        m_run.leftOutUntil = std::max(m_run.leftOutUntil, end);
+}
+
+/// None while a seek is under way.
+std::optional<Nanoseconds> VideoDecodeThread::playingPosition() const
+{
+    const std::scoped_lock lock(m_mutex);
+    return m_task.isSeeking || m_task.serial != m_seek.serial ? std::nullopt : std::optional(m_seek.position);
 }
 
 void VideoDecodeThread::takeDecoded(FramePtr decoded)
 {
     const int64_t shownAt = decoded->best_effort_timestamp;
-    const Nanoseconds time = shownAt == AV_NOPTS_VALUE ? m_decodedUntil : m_reader->timeOf(shownAt);
+    const Nanoseconds time =
+        shownAt == AV_NOPTS_VALUE ? m_run.decodedUntil.value_or(Nanoseconds(0)) : m_reader->timeOf(shownAt);
     const Nanoseconds end = decoded->pkt_duration > 0 && shownAt != AV_NOPTS_VALUE
         ? m_reader->timeOf(av_sat_add64(shownAt, decoded->pkt_duration))
         : time;
-    m_decodedUntil = std::max(time, end);
-    Candidate latest{std::move(decoded), time, end};
-    if (!m_isSeeking)
-        return push(latest);
-    if (end <= m_target + sameTime && time + sameTime < m_target + sameTime) {
-        m_candidate = std::move(latest);
-        return;
+    Decoded latest{std::move(decoded), time, std::max(time, end)};
+    const bool isBeforeTarget = end <= m_task.target + sameTime && time < m_task.target;
+    if (m_task.isSeeking && !isBeforeTarget) {
+        const bool isBehindTarget = time > m_task.target + sameTime;
+        if (isBehindTarget && mayHaveLeftOutTheTarget())
+            return lookAgain();
+        m_task.isSeeking = false;
+        if (isBehindTarget && m_run.last.picture)
+            push(m_run.last); // it is shown up to the latest one, however short it said it was
     }
-    m_isSeeking = false;
-    if (time > m_target + sameTime && m_candidate.picture)
-        push(m_candidate); // it is shown up to the latest one, however short it said it was
-    m_candidate = {};
-    push(latest);
+    if (!m_task.isSeeking)
+        push(latest);
+    m_run.decodedUntil = std::max(m_run.decodedUntil.value_or(latest.end), latest.end);
+    m_run.last = std::move(latest);
 }
 
-void VideoDecodeThread::push(const Candidate &decoded)
+/// The target lies in a hole, and what was left out may be shown for longer than its packet said.
+bool VideoDecodeThread::mayHaveLeftOutTheTarget() const
+{
+    return m_run.mayLeaveOut && m_run.last.picture && m_run.leftOutUntil > m_run.last.end;
+}
+
+void VideoDecodeThread::lookAgain()
+{
+    jumpTo(m_task.target);
+    m_run.mayLeaveOut = false;
+}
+
+void VideoDecodeThread::push(const Decoded &decoded)
 {
     const AVRational aspect = m_reader->sampleAspectRatio(decoded.picture.get());
     VideoFramePtr picture =
-        m_converter.convert(*decoded.picture, aspect, m_rotation, toSeconds(decoded.time), m_serving);
+        m_converter.convert(*decoded.picture, aspect, m_rotation, toSeconds(decoded.time), m_task.serial);
     bool isNews = false;
     {
         const std::scoped_lock lock(m_mutex);
-        if (picture && m_serving == m_wantedSerial) {
+        if (m_task.serial != m_seek.serial)
+            return;
+        if (picture) {
             isNews = m_frames.empty();
             m_frames.push_back({decoded.time, decoded.end, std::move(picture)});
         }
-        if (!m_state.isReady && m_serving == m_wantedSerial) {
-            m_state.isReady = true;
-            m_state.readySerial = m_serving;
-            isNews = true;
-        }
-        if (m_mustTellSupply && m_frames.size() >= framesToStart) {
-            m_mustTellSupply = false;
+        isNews |= !std::exchange(m_seek.state.isReady, true);
+        if (m_seek.mustTellSupply && m_frames.size() >= framesToStart) {
+            m_seek.mustTellSupply = false;
             isNews = true;
         }
     }
@@ -275,15 +309,15 @@ void VideoDecodeThread::push(const Candidate &decoded)
 
 void VideoDecodeThread::finish()
 {
-    m_isSeeking = false;
-    if (m_candidate.picture)
-        push(m_candidate); // a target behind the last picture shows that
-    m_candidate = {};
+    if (m_task.isSeeking && mayHaveLeftOutTheTarget())
+        return lookAgain();
+    if (std::exchange(m_task.isSeeking, false) && m_run.last.picture)
+        push(m_run.last); // a target behind the last picture shows that
+    m_run.isAtEnd = true;
     {
         const std::scoped_lock lock(m_mutex);
-        m_isAtEnd = true;
-        if (m_serving == m_wantedSerial)
-            m_state = {m_serving, true, m_reader->readUntil()};
+        if (m_task.serial == m_seek.serial)
+            m_seek.state = {true, m_reader->readUntil()};
     }
     m_notify();
 }

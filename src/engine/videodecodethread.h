@@ -13,10 +13,10 @@
 class VideoDecodeThread
 {
 public:
+    /// Of the newest seek.
     struct State {
-        quint64 readySerial = 0; ///< the seek whose picture is there, or never will be
-        bool isReady = false;
-        std::optional<Nanoseconds> end; ///< of the data, once it has been reached
+        bool isReady = false; ///< its picture is there, or never will be
+        std::optional<Nanoseconds> end{}; ///< of the data, once it has been reached
     };
 
     /// notify is called in the decode thread when the state changes or a frame comes where none was waiting.
@@ -42,10 +42,36 @@ private:
         Nanoseconds end;
         VideoFramePtr picture;
     };
-    struct Candidate {
+    struct Decoded {
         FramePtr picture;
-        Nanoseconds time;
-        Nanoseconds end;
+        Nanoseconds time{0};
+        Nanoseconds end{0};
+    };
+    /// The newest seek, and what has become of it. The next one replaces it as a whole.
+    struct Seek {
+        quint64 serial = 0;
+        Nanoseconds target{0};
+        Nanoseconds position{0}; ///< what is shown now
+        State state{};
+        bool mayRunAhead = false;
+        bool mustTellSupply = false;
+        bool isFirstFrame = true; ///< shown whatever its time is
+    };
+    /// The seek that the decode thread works at. The next one replaces it as a whole.
+    struct Task {
+        quint64 serial = 0;
+        Nanoseconds target{0};
+        bool isSeeking = true; ///< the picture at the target hasn't come yet
+        std::optional<Nanoseconds> caughtUpTo{}; ///< the key frame for which it last jumped, being late
+    };
+    /// The pictures since the reader's last jump. The next jump replaces it as a whole.
+    struct Run {
+        std::optional<Nanoseconds> decodedUntil{}; ///< or where it begins; none: not known
+        Nanoseconds leftOutUntil = Nanoseconds::min(); ///< the end of the last packet that wasn't decoded
+        bool mayLeaveOut = true;
+        Decoded last{};
+        bool isDraining = false;
+        bool isAtEnd = false;
     };
     static constexpr size_t framesToStart = 4;
     static constexpr size_t framesAhead = 8; // of pictures up to 1080p: see hasRoom()
@@ -53,12 +79,18 @@ private:
     void run();
     [[nodiscard]] bool hasRoom() const;
     void begin(Nanoseconds target, quint64 serial);
+    void jumpTo(Nanoseconds target);
+    [[nodiscard]] bool isOnTheWayTo(Nanoseconds target) const;
     bool reuseFrames(Nanoseconds target, quint64 serial);
     void decodeSome();
     void feedDecoder();
-    void keepUp(const AVPacket &packet);
+    [[nodiscard]] bool catchUp(const AVPacket &packet);
+    void chooseWhatToLeaveOut(const AVPacket &packet);
+    [[nodiscard]] std::optional<Nanoseconds> playingPosition() const;
     void takeDecoded(FramePtr decoded);
-    void push(const Candidate &decoded);
+    [[nodiscard]] bool mayHaveLeftOutTheTarget() const;
+    void lookAgain();
+    void push(const Decoded &decoded);
     void finish();
 
     std::shared_ptr<TrackReader> m_reader;
@@ -70,24 +102,13 @@ private:
     int m_rotation = 0;
     PacketPtr m_packet;
     FramePtr m_decoded;
-    quint64 m_serving = 0;
-    Nanoseconds m_target{0};
-    Candidate m_candidate{}; // the last picture before the target
-    bool m_isSeeking = true; // towards m_target
-    Nanoseconds m_decodedUntil{-1};
-    bool m_isDraining = false;
+    Task m_task;
+    Run m_run;
 
     mutable std::mutex m_mutex; // around all that follows
     std::condition_variable m_changed;
     std::deque<Frame> m_frames;
-    Nanoseconds m_wantedTarget{0};
-    quint64 m_wantedSerial = 0;
-    bool m_mayRunAhead = false;
-    bool m_isFirstFrame = true; // of its serial: shown whatever its time is
-    bool m_isAtEnd = false;
-    bool m_mustTellSupply = false;
+    Seek m_seek;
     bool m_isStopping = false;
-    State m_state;
-    std::atomic<Nanoseconds::rep> m_position = 0; // what is shown now
     std::thread m_thread;
 };

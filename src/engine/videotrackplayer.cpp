@@ -47,7 +47,7 @@ void VideoTrackPlayer::decoderProgressed()
 {
     m_isNotified = false;
     const VideoDecodeThread::State state = m_decodeThread.state();
-    if (state.isReady && state.readySerial == serial()) {
+    if (state.isReady) {
         if (state.end)
             setDataEnd(*state.end);
         present(position());

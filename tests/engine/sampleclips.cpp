@@ -16,12 +16,12 @@ void run(const QString &program, const QStringList &arguments)
 
 } // namespace
 
-SampleClips::SampleClips()
+SampleClips::SampleClips(int channels, int length, QSize picture)
 {
     run(QStringLiteral(VORNEX_BIN_DIR "/samplecard"),
-        {QStringLiteral("--recording"), plain(), QStringLiteral("--channels"), QStringLiteral("2"),
-         QStringLiteral("--seconds"), QString::number(seconds), QStringLiteral("--picture"),
-         QStringLiteral("320x180")});
+        {QStringLiteral("--recording"), plain(), QStringLiteral("--channels"), QString::number(channels),
+         QStringLiteral("--seconds"), QString::number(length), QStringLiteral("--picture"),
+         QStringLiteral("%1x%2").arg(picture.width()).arg(picture.height())});
 }
 
 QString SampleClips::remade(const QString &name, const QStringList &options)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QSize>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -11,8 +12,8 @@ public:
     static constexpr int seconds = 4;
     static constexpr double framesPerSecond = 30;
 
-    SampleClips();
-    /// Two channels of 30 frames a second and sound; key frames each second.
+    explicit SampleClips(int channels = 2, int length = seconds, QSize picture = {320, 180});
+    /// Channels of 30 frames a second and sound; key frames each second.
     [[nodiscard]] QString plain() const { return m_folder.filePath(QStringLiteral("plain.mp4")); }
     /// The plain one (input 0) through ffmpeg; made once for each name.
     QString remade(const QString &name, const QStringList &options);

@@ -44,6 +44,7 @@ private Q_SLOTS:
     void cleanup();
     void seeksExactly_data();
     void seeksExactly();
+    void aPictureIsShownUntilTheNextOne();
     void playsEachFrameWhenItIsDue();
     void channelsStartTogetherWhateverTheirOffset();
     void onlyTheNewestSeekCounts();
@@ -182,6 +183,27 @@ void MoviePlaybackTest::seeksExactly()
         QCOMPARE(markOf(m_videos[0]), 1000 + firstNumber + frame);
         QCOMPARE(markOf(m_videos[1]), 2000 + firstNumber + frame);
     }
+}
+
+/// However short its packet says it is, and though nothing refers to it.
+void MoviePlaybackTest::aPictureIsShownUntilTheNextOne()
+{
+    // In each 40 frames the last 20 are missing. Durations stand in decoding order, so B-frames have others'.
+    open(m_clips->remade(QStringLiteral("holes.mp4"),
+                         words("-map 0:v:0 -vf select=lt(mod(n\\,40)\\,20) -vsync passthrough -c:v libx264 "
+                               "-preset veryfast -x264-params keyint=1000:bframes=3:b-adapt=0:scenecut=0")));
+    QList<int> shown;
+    for (const int frame : {10, 18, 19, 21, 39, 40, 62, 99, 70}) {
+        seekAll((frame + 0.5) / 30);
+        waitForFrames();
+        shown.append(markOf(m_videos[0]) - 1000);
+    }
+    QCOMPARE(shown, (QList<int>{10, 18, 19, 19, 19, 40, 59, 99, 59}));
+
+    open(m_clips->path(QStringLiteral("pyramid_of_B-frames.mp4")));
+    seekAll(m_videos[0]->durationSeconds());
+    waitForFrames();
+    QCOMPARE(markOf(m_videos[0]), 1119);
 }
 
 void MoviePlaybackTest::playsEachFrameWhenItIsDue()

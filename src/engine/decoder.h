@@ -1,0 +1,6 @@
+#pragma once
+
+#include "trackreader.h"
+
+/// Opens libavcodec's decoder for a track. Without a result, error tells why. Any thread.
+[[nodiscard]] CodecPtr openDecoder(const TrackReader &reader, QString *error);
