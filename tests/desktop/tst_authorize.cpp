@@ -48,14 +48,17 @@ private:
             || ::fchown(file.handle(), owner, owner) != 0 || ::fchmod(file.handle(), 0755) != 0)
             qFatal("can't make a file");
     }
-    [[nodiscard]] int run(const QStringList &arguments, const QString &pkexecUid = QString::number(caller))
+    /// The file limit is one of bytes.
+    [[nodiscard]] int run(const QStringList &arguments, const QString &pkexecUid = QString::number(caller),
+                          const QString &fileLimit = u"unlimited"_s)
     {
         QProcess child;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         if (!pkexecUid.isNull())
             environment.insert(u"PKEXEC_UID"_s, pkexecUid);
         child.setProcessEnvironment(environment);
-        child.start(path(u"libexec/vornex-authorize"_s), arguments);
+        child.start(u"prlimit"_s,
+                    QStringList{u"--fsize="_s + fileLimit, path(u"libexec/vornex-authorize"_s)} + arguments);
         child.waitForFinished(-1);
         m_message = child.readAllStandardError();
         return child.exitStatus() == QProcess::NormalExit ? child.exitCode() : -1;
@@ -123,21 +126,27 @@ void AuthorizeTest::writesTheTrustedBytes()
 void AuthorizeTest::refusesHostileFolders_data()
 {
     QTest::addColumn<QString>("folder"); // below the test's own
-    QTest::newRow("link to a folder") << u"link"_s;
-    QTest::newRow("link on the way") << u"link/data"_s;
-    QTest::newRow("another user's") << u"strange"_s;
-    QTest::newRow("root's") << u"roots"_s;
-    QTest::newRow("own, below another user's") << u"strange/own"_s;
-    QTest::newRow("way up") << u"home/data/.."_s;
-    QTest::newRow("doubled slash") << u"home//data"_s;
-    QTest::newRow("missing") << u"home/missing"_s;
-    QTest::newRow("no folder") << u"home/file"_s;
-    QTest::newRow("taken by a folder") << u"home/taken"_s;
+    QTest::addColumn<QString>("fileLimit");
+    const auto row = [](const char *name, const char *folder, const char *fileLimit = "unlimited") {
+        QTest::newRow(name) << QString::fromLatin1(folder) << QString::fromLatin1(fileLimit);
+    };
+    row("link to a folder", "link");
+    row("link on the way", "link/data");
+    row("another user's", "strange");
+    row("root's", "roots");
+    row("own, below another user's", "strange/own");
+    row("way up", "home/data/..");
+    row("doubled slash", "home//data");
+    row("missing", "home/missing");
+    row("no folder", "home/file");
+    row("taken by a folder", "home/taken");
+    row("without room", "home/data", "100000");
 }
 
 void AuthorizeTest::refusesHostileFolders()
 {
     QFETCH(const QString, folder);
+    QFETCH(const QString, fileLimit);
     makeFolder(u"roots"_s, 0);
     makeFolder(u"strange"_s, stranger);
     for (const char *name : {"home/data", "home/taken", "home/taken/ext4util", "strange/own"})
@@ -145,7 +154,7 @@ void AuthorizeTest::refusesHostileFolders()
     makeFile(u"home/file"_s, "x", caller);
     QCOMPARE(::symlink(encoded(u"home"_s).constData(), encoded(u"link"_s).constData()), 0);
 
-    QCOMPARE(run({m_folder->path() + u'/' + folder}), 1);
+    QCOMPARE(run({m_folder->path() + u'/' + folder}, QString::number(caller), fileLimit), 1);
     QVERIFY(m_message.startsWith("vornex-authorize: "));
     QProcess find;
     find.start(u"find"_s, {m_folder->path(), u"-name"_s, u"*ext4util*"_s, u"-type"_s, u"f"_s});

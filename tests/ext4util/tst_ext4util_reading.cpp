@@ -4,6 +4,7 @@
 #include <QFileInfo>
 #include <QTest>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -67,6 +68,7 @@ private Q_SLOTS:
                                               {QStringLiteral("mov/sparse"), sparse}};
         CardImage card(files, {options, 12, offset});
         QVERIFY(card.isValid());
+        card.debugfs({QStringLiteral("sif mov/sparse mtime @1700000000")});
         QStringList expected;
         for (auto file = files.begin(); file != files.end(); ++file) {
             expected.append(file.key().mid(4) + u' ' + QString::number(file.value().size()));
@@ -79,6 +81,7 @@ private Q_SLOTS:
         QCOMPARE(stat(qPrintable(card.target()), &status), 0);
         QVERIFY2(status.st_blocks < 200, "the holes of the last file are filled");
         QCOMPARE(status.st_mode & 0777U, 0600U);
+        QCOMPARE(status.st_mtime, 1700000000);
         expected.sort();
         const ProgramResult listed = card.list(QStringLiteral("//mov/./"));
         QCOMPARE(entriesOf(listed.output), expected);
@@ -174,12 +177,20 @@ private Q_SLOTS:
         row("no such target folder", "read CARD 0 mov/a FOLDER/none/target", 7);
         row("target is a folder", "read CARD 0 mov/a FOLDER", 7);
         row("target names a folder", "read CARD 0 mov/a FOLDER/", 7);
+        row("target is the card", "read CARD 0 mov/a CARD", 7);
+        row("target is the card by another name", "read CARD 0 mov/a FOLDER/card's", 7);
+        row("target is what the card's link leads to", "read FOLDER/link 0 mov/a CARD", 7);
+        row("no such device to read", "read FOLDER/none 0 mov/a FOLDER/target", 2);
+        row("no file system to read", "read CARD 4096 mov/a FOLDER/target", 3);
     }
     void saysWhyThereIsNoResult()
     {
         QFETCH(QStringList, arguments);
         CardImage card({{QStringLiteral("mov/a"), "content"}});
         writeFile(card.target(), "of an earlier run");
+        QCOMPARE(link(qPrintable(card.path()), qPrintable(card.beside(QStringLiteral("card's")))), 0);
+        QVERIFY(QFile::link(card.path(), card.beside(QStringLiteral("link"))));
+        const QByteArray image = fileContent(card.path());
         arguments.replaceInStrings(QStringLiteral("CARD"), card.path());
         arguments.replaceInStrings(QStringLiteral("FOLDER"), card.beside({}));
         const ProgramResult result = ext4util(arguments);
@@ -187,9 +198,19 @@ private Q_SLOTS:
         QCOMPARE(result.output, QByteArray());
         QVERIFY2(hasOnlyShortMessages(result.messages) && !result.messages.isEmpty(),
                  result.messages.constData());
-        // A later look at the target's size must not take an older file for this one's success.
-        if (result.exitCode == 4 && arguments.first() == QStringLiteral("read"))
-            QCOMPARE(card.besideNames(), QStringList(QStringLiteral("card.img")));
+        QCOMPARE(fileContent(card.target()), QByteArray("of an earlier run"));
+        QVERIFY(fileContent(card.path()) == image);
+        QCOMPARE(card.besideNames().size(), 4); // nothing half done
+    }
+
+    /// A later look at the target's size must not take an older file for this one's success.
+    void removesTheOldTargetOnceTheFileIsFound()
+    {
+        CardImage card({{QStringLiteral("a"), "content"}});
+        card.debugfs({QStringLiteral("sif a size 0x4000000000000")});
+        writeFile(card.target(), "of an earlier run");
+        QCOMPARE(card.read(QStringLiteral("a")).exitCode, 6);
+        QCOMPARE(card.besideNames(), QStringList(QStringLiteral("card.img")));
     }
 
     void neverFollowsALinkAtTheTarget()

@@ -22,19 +22,19 @@ std::string targetPath()
     return made == nullptr ? std::abort(), std::string() : std::string(made) + "/target";
 }
 
-void extract(const FileSystem &fs, const std::vector<std::string> &path, Findings &findings)
+void extract(const CardDevice &device, const FileSystem &fs, const std::vector<std::string> &path, Findings &findings)
 {
     static const std::string targetName = targetPath();
     try {
         const CardInode inode = lookUp(fs, path, findings);
-        TargetFile target(targetName);
+        TargetFile target(targetName, device);
         extractFile(fs, inode, target, findings);
     } catch (const Failure &) { // an answer like any other
     }
     unlink(targetName.c_str());
 }
 
-void walk(const FileSystem &fs, Findings &findings)
+void walk(const CardDevice &device, const FileSystem &fs, Findings &findings)
 {
     std::vector<std::string> names;
     forEachEntry(fs, lookUp(fs, {}, findings), findings, [&names](const FolderEntry &entry) {
@@ -42,8 +42,8 @@ void walk(const FileSystem &fs, Findings &findings)
         return names.size() < maximumFiles;
     });
     for (const std::string &name : names) {
-        extract(fs, {name}, findings);
-        extract(fs, {name, "a"}, findings);
+        extract(device, fs, {name}, findings);
+        extract(device, fs, {name, "a"}, findings);
     }
 }
 
@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
     Findings findings;
     try {
         const FileSystem fs(device, findings);
-        walk(fs, findings);
+        walk(device, fs, findings);
     } catch (const Failure &) {
     } catch (const std::bad_alloc &) {
     }

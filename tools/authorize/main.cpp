@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <new>
 #include <optional>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -53,6 +54,7 @@ bool dropInheritedState()
         if (signal != SIGKILL && signal != SIGSTOP)
             std::signal(signal, SIG_DFL);
     }
+    std::signal(SIGXFSZ, SIG_IGN); // an error of write(), after which nothing is left behind
     sigset_t none;
     sigemptyset(&none);
     const rlimit noCore{0, 0};
@@ -72,14 +74,16 @@ std::string ownFolder()
 }
 
 Failure authorize(const char *path, uid_t caller)
-{
-    Descriptor source;
+try {
+    UniqueFd source;
     if (Failure error = openTrustedFile(ownFolder(), toolName, source); !error.empty())
         return error;
-    Descriptor folder;
+    UniqueFd folder;
     if (Failure error = openFolderOfCaller(path, caller, folder); !error.empty())
         return error;
     return writeSetUserIdCopy(source, folder, toolName);
+} catch (const std::bad_alloc &) {
+    return "no memory";
 }
 
 } // namespace

@@ -22,7 +22,7 @@ bool belongsToRootAlone(const struct stat &status)
     return status.st_uid == 0 && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-Failure writeAll(const Descriptor &target, const char *bytes, size_t count)
+Failure writeAll(const UniqueFd &target, const char *bytes, size_t count)
 {
     while (count > 0) {
         const ssize_t written = write(target.get(), bytes, count);
@@ -36,7 +36,7 @@ Failure writeAll(const Descriptor &target, const char *bytes, size_t count)
     return {};
 }
 
-Failure copyBytes(const Descriptor &source, const Descriptor &target)
+Failure copyBytes(const UniqueFd &source, const UniqueFd &target)
 {
     std::array<char, 65536> buffer; // NOLINT: filled before it is read
     for (off_t total = 0; total <= largestTool;) {
@@ -56,7 +56,7 @@ Failure copyBytes(const Descriptor &source, const Descriptor &target)
 
 // All is done through its descriptor, so that nothing which the
 // folder's owner puts under the temporary name can take its place.
-Failure fillAndPrivilege(const Descriptor &source, const Descriptor &file)
+Failure fillAndPrivilege(const UniqueFd &source, const UniqueFd &file)
 {
     if (Failure error = copyBytes(source, file); !error.empty())
         return error;
@@ -84,15 +84,15 @@ std::string temporaryNameFor(const std::string &name)
 
 } // namespace
 
-Failure openTrustedFile(const std::string &folder, const std::string &name, Descriptor &file)
+Failure openTrustedFile(const std::string &folder, const std::string &name, UniqueFd &file)
 {
-    const Descriptor parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const UniqueFd parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status = {};
     if (!parent.isOpen() || fstat(parent.get(), &status) != 0)
         return failure("can't open the program's folder", errno);
     if (!belongsToRootAlone(status))
         return "the program's folder can be written by others than root";
-    file = Descriptor(openat(parent.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    file = UniqueFd(openat(parent.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!file.isOpen() || fstat(file.get(), &status) != 0)
         return failure("can't open the tool", errno);
     if (!S_ISREG(status.st_mode) || !belongsToRootAlone(status))
@@ -100,11 +100,11 @@ Failure openTrustedFile(const std::string &folder, const std::string &name, Desc
     return {};
 }
 
-Failure openFolderOfCaller(std::string_view path, uid_t caller, Descriptor &folder)
+Failure openFolderOfCaller(std::string_view path, uid_t caller, UniqueFd &folder)
 {
     if (path.empty() || path.front() != '/' || path.size() >= PATH_MAX)
         return "no absolute path";
-    folder = Descriptor(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    folder = UniqueFd(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat status = {};
     while (!path.empty()) {
         path.remove_prefix(1); // the "/"
@@ -112,7 +112,7 @@ Failure openFolderOfCaller(std::string_view path, uid_t caller, Descriptor &fold
         path.remove_prefix(step.size());
         if (step.empty() || step == "." || step == "..")
             return "no plain path";
-        folder = Descriptor(
+        folder = UniqueFd(
             openat(folder.get(), step.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
         if (!folder.isOpen() || fstat(folder.get(), &status) != 0)
             return failure("can't open the folder", errno);
@@ -122,13 +122,13 @@ Failure openFolderOfCaller(std::string_view path, uid_t caller, Descriptor &fold
     return status.st_uid == caller ? Failure() : Failure("the folder isn't the caller's own");
 }
 
-Failure writeSetUserIdCopy(const Descriptor &source, const Descriptor &folder, const std::string &name)
+Failure writeSetUserIdCopy(const UniqueFd &source, const UniqueFd &folder, const std::string &name)
 {
     const std::string temporary = temporaryNameFor(name);
     if (temporary.empty())
         return failure("no random name", errno);
-    const Descriptor file(openat(folder.get(), temporary.c_str(),
-                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    const UniqueFd file(openat(folder.get(), temporary.c_str(),
+                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file.isOpen())
         return failure("can't make a file in the folder", errno);
     Failure error = fillAndPrivilege(source, file);

@@ -6,7 +6,6 @@
 #include "report.h"
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/stat.h>
 
 namespace {
 
@@ -31,9 +30,15 @@ UniqueFd openAsRoot(const std::string &path, std::uint64_t offset)
 {
     if (!isCardDeviceName(path) || offset != cardOffset)
         throw Failure(ExitStatus::Device, "device-not-allowed");
-    UniqueFd descriptor = openForReading(path, O_NOFOLLOW);
+    UniqueFd descriptor;
+    int reason = 0;
+    {
+        const BorrowedRights asRoot;
+        descriptor = openForReading(path, O_NOFOLLOW);
+        reason = errno;
+    }
     if (!descriptor.isOpen())
-        throw Failure(ExitStatus::Device, "device-not-opened", errno);
+        throw Failure(ExitStatus::Device, "device-not-opened", reason);
     const struct stat status = statusOf(descriptor);
     if (!S_ISBLK(status.st_mode))
         throw Failure(ExitStatus::Device, "device-not-allowed");
@@ -44,14 +49,10 @@ UniqueFd openAsRoot(const std::string &path, std::uint64_t offset)
 
 UniqueFd openAsCallerOrRoot(const std::string &path, std::uint64_t offset)
 {
-    if (!hasBorrowedRights())
-        return openForReading(path, 0);
-    {
-        const CallerRights asCaller;
-        UniqueFd descriptor = openForReading(path, 0);
-        if (descriptor.isOpen() || (errno != EACCES && errno != EPERM))
-            return descriptor;
-    }
+    const bool canBorrow = hasBorrowedRights();
+    UniqueFd descriptor = openForReading(path, 0);
+    if (descriptor.isOpen() || !canBorrow || (errno != EACCES && errno != EPERM))
+        return descriptor;
     return openAsRoot(path, offset);
 }
 
@@ -65,6 +66,9 @@ CardDevice::CardDevice(UniqueFd descriptor, std::uint64_t offset)
     if (end < 0)
         throw Failure(ExitStatus::Device, "device-not-examined", errno);
     m_size = static_cast<std::uint64_t>(end) > offset ? static_cast<std::uint64_t>(end) - offset : 0;
+    const struct stat status = statusOf(m_descriptor);
+    m_filesDevice = status.st_dev;
+    m_inode = status.st_ino;
 }
 
 bool CardDevice::read(std::uint64_t position, std::span<std::byte> into) const

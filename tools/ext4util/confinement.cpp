@@ -42,10 +42,10 @@ void lower(__rlimit_resource resource, rlim_t bound)
 #ifdef NATIVE_ARCHITECTURE
 
 constexpr std::array allowedCalls{
-    SYS_pread64,      SYS_pwrite64,       SYS_write,    SYS_writev,     SYS_lseek,     SYS_ftruncate,
-    SYS_close,        SYS_fstat,          SYS_unlinkat, SYS_renameat,   SYS_renameat2, SYS_brk,
-    SYS_mmap,         SYS_munmap,         SYS_mremap,   SYS_madvise,    SYS_futex,     SYS_clock_gettime,
-    SYS_rt_sigreturn, SYS_rt_sigprocmask, SYS_exit,     SYS_exit_group,
+    SYS_pread64,       SYS_pwrite64,     SYS_write,          SYS_writev,   SYS_lseek,      SYS_ftruncate,
+    SYS_close,         SYS_fstat,        SYS_unlinkat,       SYS_renameat, SYS_renameat2,  SYS_utimensat,
+    SYS_brk,           SYS_mmap,         SYS_munmap,         SYS_mremap,   SYS_madvise,    SYS_futex,
+    SYS_clock_gettime, SYS_rt_sigreturn, SYS_rt_sigprocmask, SYS_exit,     SYS_exit_group,
 #ifdef SYS_newfstatat
     SYS_newfstatat, // fstat() of newer C libraries
 #endif

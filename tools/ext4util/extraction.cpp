@@ -160,6 +160,7 @@ void extractFile(const FileSystem &fs, const CardInode &file, TargetFile &target
         throw Failure(ExitStatus::NotFound, "not-a-file");
     if ((file.data.i_flags & EXT4_ENCRYPT_FL) != 0)
         throw Failure(ExitStatus::Damaged, "file-encrypted");
+    target.removeOld();
     const std::uint64_t size = EXT2_I_SIZE(&file.data);
     if ((file.data.i_flags & EXT4_INLINE_DATA_FL) != 0) {
         extractInline(fs, file, target);
@@ -168,5 +169,6 @@ void extractFile(const FileSystem &fs, const CardInode &file, TargetFile &target
         requirePlausible(fs, file, map, findings);
         Extraction(fs, size, target, findings).copy(map);
     }
-    target.complete(size);
+    // Without a sign: no recording is older than 1970, and further bits count from 2106 on only.
+    target.complete(size, file.data.i_mtime);
 }

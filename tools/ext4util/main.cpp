@@ -12,14 +12,14 @@
 namespace {
 
 /// The order is the point: root's rights, if there are any, are given up inside openCardDevice(), before the
-/// target is made and before a byte of the card is looked at.
+/// target is looked at and before a byte of the card is.
 void work(const Options &options, Findings &findings)
 {
     const CardDevice device = openCardDevice(options.device, options.offset);
     limitResources();
     std::optional<TargetFile> target;
     if (options.command == Options::Command::Read)
-        target.emplace(options.target);
+        target.emplace(options.target, device);
     confineSystemCalls();
 
     const FileSystem fs(device, findings);

@@ -97,8 +97,8 @@ DESCRIPTION
     ls      writes one line for each entry of the folder PATH: inode, name, size in bytes, with one blank between.
             "/" or an empty PATH is the root. Names that can't be told in such a line (blanks, control characters,
             invalid UTF-8) are left out, with a word on standard error.
-    read    writes the file PATH to TARGET. A file that is at TARGET is removed first; the new one appears under that
-            name only when it is complete. Blocks that can't be read become zeros; holes stay holes.
+    read    writes the file PATH to TARGET. A file that is at TARGET is removed once PATH is found; the new one appears
+            under that name only when it is complete, with PATH's date. Blocks that can't be read become zeros; holes stay holes.
 
     Messages go to standard error, one or two words to a line.
 

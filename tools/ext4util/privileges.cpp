@@ -13,10 +13,44 @@
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
 [[noreturn]] void giveUp(const char *step) { throw Failure(ExitStatus::Internal, step, errno); }
+
+/// For what is found before anything is certain to be had, memory included.
+[[noreturn]] void endAtOnce(const char *word)
+{
+    say(word);
+    std::_Exit(static_cast<int>(ExitStatus::Internal));
+}
+
+/// The effective ids become the caller's; what the set-user-ID bit lent waits in the saved ones.
+void layRightsAside()
+{
+    if (setegid(getgid()) != 0 || seteuid(getuid()) != 0)
+        endAtOnce("rights-not-changed");
+}
+
+/// With less than this, a step could fail where failing has no words.
+void requireResources()
+{
+    constexpr struct {
+        __rlimit_resource resource;
+        rlim_t least;
+    } needs[]{
+        {RLIMIT_STACK, 1U << 20}, {RLIMIT_AS, 64U << 20}, {RLIMIT_DATA, 64U << 20}, {RLIMIT_NOFILE, 16}};
+    for (const auto &[resource, least] : needs) {
+        struct rlimit limit {
+        };
+        if (getrlimit(resource, &limit) == 0 && limit.rlim_cur >= least)
+            continue;
+        limit.rlim_cur = least;
+        if (limit.rlim_max < least || setrlimit(resource, &limit) != 0)
+            endAtOnce("limits-too-low");
+    }
+}
 
 void openStandardDescriptors()
 {
@@ -53,6 +87,16 @@ void resetSignals()
         setitimer(timer, &off, nullptr);
 }
 
+std::pair<uid_t, gid_t> savedIds()
+{
+    uid_t real = 0, effective = 0, savedUser = 0;
+    gid_t realGroup = 0, effectiveGroup = 0, savedGroup = 0;
+    if (getresuid(&real, &effective, &savedUser) != 0
+        || getresgid(&realGroup, &effectiveGroup, &savedGroup) != 0)
+        giveUp("rights-not-examined");
+    return {savedUser, savedGroup};
+}
+
 bool hasCapabilities()
 {
     struct __user_cap_header_struct header {
@@ -68,6 +112,8 @@ bool hasCapabilities()
 
 void prepareProcess()
 {
+    layRightsAside();
+    requireResources();
     openStandardDescriptors();
     closeOtherDescriptors();
     clearenv();
@@ -82,25 +128,25 @@ void prepareProcess()
 
 bool hasBorrowedRights()
 {
-    const bool differs = getuid() != geteuid() || getgid() != getegid();
-    if (!differs && getauxval(AT_SECURE) == 0)
+    const auto [user, group] = savedIds();
+    if (user == getuid() && group == getgid() && getauxval(AT_SECURE) == 0)
         return false;
     // File capabilities or a foreign owner: nobody installed it so on purpose.
-    if (geteuid() != 0 || getuid() == 0 || getgid() != getegid())
+    if (user != 0 || getuid() == 0 || group != getgid())
         throw Failure(ExitStatus::Internal, "installation-wrong");
     return true;
 }
 
-CallerRights::CallerRights()
+BorrowedRights::BorrowedRights()
 {
-    if (seteuid(getuid()) != 0)
+    if (seteuid(0) != 0)
         giveUp("rights-not-changed");
 }
 
-CallerRights::~CallerRights()
+BorrowedRights::~BorrowedRights()
 {
-    if (seteuid(0) != 0)
-        std::_Exit(static_cast<int>(ExitStatus::Internal));
+    if (seteuid(getuid()) != 0)
+        endAtOnce("rights-not-changed");
 }
 
 void dropPrivileges()

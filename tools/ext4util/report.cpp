@@ -1,6 +1,7 @@
 #include "report.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <ext2fs/ext2fs.h>
 #include <unistd.h>
@@ -14,15 +15,25 @@ Failure::Failure(ExitStatus status, std::string word, long cause)
 
 void say(std::string_view word, std::string_view detail)
 {
-    std::string line = "ext4util:" + std::string(word);
+    std::array<char, 512> line{}; // said where there is no memory, too
+    std::size_t length = 0;
+    const auto add = [&line, &length](char c) {
+        if (length + 1 < line.size())
+            line[length++] = c;
+    };
+    const auto addWord = [&add](std::string_view text) {
+        for (const char c : text)
+            add(std::isgraph(static_cast<unsigned char>(c)) ? c : '-');
+    };
+    addWord("ext4util:");
+    addWord(word);
     if (!detail.empty()) {
-        line += ' ';
-        for (const char c : detail)
-            line += std::isgraph(static_cast<unsigned char>(c)) ? c : '-';
+        add(' ');
+        addWord(detail);
     }
-    line += '\n';
+    line[length++] = '\n';
     // A message that can't be written has nobody to read it.
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), length);
 }
 
 void sayCause(std::string_view word, long cause)

@@ -37,7 +37,8 @@ void catchEndingSignals()
 
 } // namespace
 
-TargetFile::TargetFile(const std::string &path)
+TargetFile::TargetFile(const std::string &path, const CardDevice &card)
+    : m_card(card)
 {
     const std::size_t slash = path.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
@@ -47,22 +48,30 @@ TargetFile::TargetFile(const std::string &path)
     m_folder = UniqueFd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!m_folder.isOpen())
         giveUp("target-folder-not-opened");
-    removeOldTarget();
+    static_cast<void>(hasOld());
     createTemporary();
 }
 
-void TargetFile::removeOldTarget()
+/// Throws unless what is there may be removed.
+bool TargetFile::hasOld() const
 {
     struct stat status {
     };
     if (fstatat(m_folder.get(), m_name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         if (errno != ENOENT)
             giveUp("target-not-examined");
-        return;
+        return false;
     }
     if (!S_ISREG(status.st_mode))
         throw Failure(ExitStatus::Target, "target-not-a-file");
-    if (unlinkat(m_folder.get(), m_name.c_str(), 0) != 0)
+    if (m_card.isFile(status))
+        throw Failure(ExitStatus::Target, "target-is-the-device");
+    return true;
+}
+
+void TargetFile::removeOld()
+{
+    if (hasOld() && unlinkat(m_folder.get(), m_name.c_str(), 0) != 0)
         giveUp("target-not-removed");
 }
 
@@ -114,7 +123,7 @@ void TargetFile::write(std::uint64_t position, std::span<const std::byte> bytes)
     }
 }
 
-void TargetFile::complete(std::uint64_t size)
+void TargetFile::complete(std::uint64_t size, std::int64_t modified)
 {
     struct stat status {
     };
@@ -122,6 +131,10 @@ void TargetFile::complete(std::uint64_t size)
         || (static_cast<std::uint64_t>(status.st_size) != size
             && ftruncate(m_file.get(), static_cast<off_t>(size)) != 0))
         giveUp("target-not-written");
+    // Not every file system can tell each date, and the content is what counts.
+    const std::array<timespec, 2> times{timespec{.tv_sec = 0, .tv_nsec = UTIME_OMIT},
+                                        timespec{.tv_sec = modified, .tv_nsec = 0}};
+    futimens(m_file.get(), times.data());
     // Disk quotas and network file systems may tell only now that it has no room.
     if (close(m_file.release()) != 0) {
         const int reason = errno;
