@@ -6,7 +6,6 @@
 #include "common/processvalues.h"
 #include "desktop/imagedesktop.h"
 #include "media/sortedlist.h"
-#include "targetfile.h"
 
 #include <algorithm>
 #include <QCoreApplication>
@@ -120,11 +119,11 @@ QCoro::Task<Outcome> CardImage::checkFolders()
     co_return worst;
 }
 
-QCoro::Task<Outcome> CardImage::extract(QString cardPath, QString path)
+QCoro::Task<Outcome> CardImage::extract(QString cardPath, QString path, TargetFile::Existing existing)
 {
     if (!isUsableCardPath(cardPath))
         co_return Outcome{ExitStatus::NotFound, tr("%1: 카드의 경로가 아닙니다.").arg(cardPath)};
-    TargetFile target(path, TargetFile::Existing::Replace);
+    TargetFile target(path, existing, {m_path});
     const Outcome prepared = target.prepare();
     if (prepared.status != ExitStatus::Whole)
         co_return prepared;

@@ -4,6 +4,7 @@
 #include "card/sdmanager.h"
 #include "desktop/desktop.h"
 #include "outcome.h"
+#include "targetfile.h"
 #include "workfolder.h"
 
 #include <memory>
@@ -30,8 +31,8 @@ public:
     QCoro::Task<Listing> list();
 
     /// Extracts a file of the card, such as "mov/event/E_20240309_170559.mp4". A file that is there is
-    /// replaced by a whole result alone.
-    QCoro::Task<Outcome> extract(QString cardPath, QString path);
+    /// replaced by a whole result alone, and if it may be.
+    QCoro::Task<Outcome> extract(QString cardPath, QString path, TargetFile::Existing existing);
 
 private:
     struct ToolResult {

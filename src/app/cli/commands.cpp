@@ -62,14 +62,13 @@ QCoro::Task<Outcome> carryOut(Request request, QIODevice *results)
     if (opened.status != ExitStatus::Whole)
         co_return opened;
     if (request.command == Request::Command::Extract) {
-        const Outcome extracted = co_await card.extract(request.cardPath, request.target);
+        const Outcome extracted = co_await card.extract(request.cardPath, request.target, request.existing);
         co_return extracted;
     }
     const CardImage::Listing listing = co_await card.list();
     if (listing.outcome.status == ExitStatus::NoCard)
         co_return listing.outcome;
     const QByteArray text = request.isJson ? asJson(listing) : asText(listing);
-    if (results->write(text) != text.size())
-        co_return Outcome{ExitStatus::NotWritten, results->errorString()};
-    co_return listing.outcome;
+    const Outcome delivered = deliver(results, text);
+    co_return delivered.isWhole() ? listing.outcome : delivered;
 }

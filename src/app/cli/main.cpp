@@ -61,6 +61,7 @@ int say(const Outcome &answer)
 
 int main(int argc, char **argv)
 {
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away ends the work in order
     const QCoreApplication application(argc, argv);
     const Request request = Request::parse(QCoreApplication::arguments());
     if (request.answer)

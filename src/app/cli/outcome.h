@@ -2,11 +2,14 @@
 
 #include <QString>
 
+class QByteArray;
+class QIODevice;
+
 /// What the program ends with. Told in --help; scripts may rely on the numbers.
 enum class ExitStatus {
     Whole = 0, ///< the result is complete
-    Usage = 1, ///< the command line is wrong
-    NoCard = 2, ///< the image can't be read, or holds no card
+    NoCard = 1, ///< the image can't be read, or holds no card
+    Usage = 2, ///< the command line is wrong, as everywhere
     Incomplete = 3, ///< damage: what could be read or repaired is there, and something is missing
     NotFound = 4, ///< no such recording
     NotWritten = 5, ///< the result can't be written
@@ -17,4 +20,9 @@ enum class ExitStatus {
 struct Outcome {
     ExitStatus status = ExitStatus::Whole;
     QString message; ///< for people, without a line end; empty if there is nothing to say
+
+    [[nodiscard]] bool isWhole() const { return status == ExitStatus::Whole; }
 };
+
+/// Writes the whole text. Nothing is to be said where the reader has gone: it has what it wanted.
+[[nodiscard]] Outcome deliver(QIODevice *results, const QByteArray &text);

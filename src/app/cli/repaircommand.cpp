@@ -54,8 +54,7 @@ class Repair
 public:
     explicit Repair(RepairRequest request)
         : m_request(std::move(request))
-        , m_target(m_request.target,
-                   m_request.isForced ? TargetFile::Existing::Replace : TargetFile::Existing::Keep)
+        , m_target(m_request.target, m_request.existing, {m_request.recording})
     {
     }
     QCoro::Task<Outcome> prepare();
@@ -83,9 +82,6 @@ Outcome Repair::checkFiles() const
     const QFileInfo recording(m_request.recording);
     if (!recording.isFile() || !recording.isReadable())
         return {ExitStatus::NotFound, tr("%1: 녹화 파일을 읽을 수 없습니다.").arg(m_request.recording)};
-    const QString place = QFileInfo(m_request.target).canonicalFilePath();
-    if (!place.isEmpty() && place == recording.canonicalFilePath())
-        return {ExitStatus::NotWritten, tr("%1: 녹화 파일 자체입니다.").arg(m_request.target)};
     return {};
 }
 
@@ -189,7 +185,6 @@ QCoro::Task<Outcome> repair(RepairRequest request, QIODevice *results)
     if (outcome.status == ExitStatus::Whole)
         outcome = co_await way.run();
     const QByteArray report = way.report().toUtf8();
-    if (results->write(report) != report.size() && outcome.status == ExitStatus::Whole)
-        co_return Outcome{ExitStatus::NotWritten, results->errorString()};
-    co_return outcome;
+    const Outcome delivered = deliver(results, report);
+    co_return outcome.isWhole() ? delivered : outcome;
 }

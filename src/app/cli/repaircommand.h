@@ -1,6 +1,6 @@
 #pragma once
 
-#include "outcome.h"
+#include "targetfile.h"
 
 #include <QCoroTask>
 
@@ -10,7 +10,7 @@ class QIODevice;
 struct RepairRequest {
     QString recording; ///< path; the file is only read
     QString target; ///< the MP4 to make
-    bool isForced = false; ///< whether a file at the target may be replaced
+    TargetFile::Existing existing = TargetFile::Existing::Keep;
 };
 
 /// Takes the recording the way of the viewer: a copy if it is sound, else what can be found in it, with AAC

@@ -14,8 +14,7 @@ struct Options {
     const QCommandLineOption json{QStringLiteral("json"), Request::tr("list의 결과를 JSON으로 출력합니다.")};
     const QCommandLineOption verbose{QStringLiteral("verbose"),
                                      Request::tr("기록을 표준 오류로 출력합니다.")};
-    const QCommandLineOption force{QStringLiteral("force"),
-                                   Request::tr("repair: 이미 있는 OUTPUT을 바꿉니다.")};
+    const QCommandLineOption force{QStringLiteral("force"), Request::tr("이미 있는 파일을 바꿉니다.")};
     const QCommandLineOption duration{
         QStringLiteral("duration"), Request::tr("telemetry: 영상의 길이(초). 없으면 영상 파일에서 읽습니다."),
         QStringLiteral("SECONDS")};
@@ -44,13 +43,13 @@ struct Form {
 QList<Form> formsOf(const Options &options)
 {
     return {{Command::List, QStringLiteral("list"), 2, {options.json}},
-            {Command::Extract, QStringLiteral("extract"), 4, {}},
+            {Command::Extract, QStringLiteral("extract"), 4, {options.force}},
             {Command::Repair, QStringLiteral("repair"), 3, {options.force}},
             {Command::Telemetry, QStringLiteral("telemetry"), 2, {options.duration, options.format}},
             {Command::Settings,
              QStringLiteral("settings"),
              1,
-             {options.ini, options.cfg, options.reset, options.set, options.save}}};
+             {options.ini, options.cfg, options.reset, options.set, options.save, options.force}}};
 }
 
 /// None if the words and options aren't those of any.
@@ -81,7 +80,7 @@ Request answerOnly(ExitStatus status, const QString &text)
 
 QString exitStatusHelp()
 {
-    return Request::tr("\n종료 코드: 0 완료, 1 잘못된 명령, 2 카드 이미지나 설정 파일을 읽을 수 없음, 3 "
+    return Request::tr("\n종료 코드: 0 완료, 1 카드 이미지나 설정 파일을 읽을 수 없음, 2 잘못된 명령, 3 "
                        "손상되어 일부만 읽거나 복구함,\n"
                        "4 없는 녹화 파일, 5 결과를 쓸 수 없음, 6 도구 오류, 7 복구할 수 없는 영상");
 }
@@ -91,10 +90,11 @@ void describe(QCommandLineParser &parser, const Options &options)
     parser.setApplicationDescription(
         Request::tr("블랙박스 메모리 카드 이미지와 녹화 파일을 창 없이 다룹니다.\n\n"
                     "  vornex-cli list IMAGE [--json]\n"
-                    "  vornex-cli extract IMAGE PATH TARGET\n"
+                    "  vornex-cli extract IMAGE PATH TARGET [--force]\n"
                     "  vornex-cli repair RECORDING OUTPUT [--force]\n"
                     "  vornex-cli settings [--ini FILE] [--cfg FILE] [--reset] "
-                    "[--set FIELD=VALUE ...] [--save FILE]\n"
+                    "[--set FIELD=VALUE ...]\n"
+                    "                      [--save FILE [--force]]\n"
                     "  vornex-cli telemetry RECORDING [--duration SECONDS]\n"
                     "                       [--format json|location|gsensor|gpx|csv]"));
     parser.addOptions({options.json, options.verbose, options.force, options.duration, options.format,
@@ -133,6 +133,8 @@ Request telemetryRequest(const QString &recording, const QString &duration, cons
 Request requestOf(Command command, const QCommandLineParser &parser, const Options &options)
 {
     const QStringList words = parser.positionalArguments();
+    const auto existing =
+        parser.isSet(options.force) ? TargetFile::Existing::Replace : TargetFile::Existing::Keep;
     Request request;
     switch (command) {
     case Command::List: request.image = words[1]; break;
@@ -140,14 +142,16 @@ Request requestOf(Command command, const QCommandLineParser &parser, const Optio
         request.image = words[1];
         request.cardPath = words[2];
         request.target = words[3];
+        request.existing = existing;
         break;
-    case Command::Repair: request.repair = {words[1], words[2], parser.isSet(options.force)}; break;
+    case Command::Repair: request.repair = {words[1], words[2], existing}; break;
     case Command::Telemetry:
         request = telemetryRequest(words[1], parser.value(options.duration), parser.value(options.format));
         break;
     case Command::Settings:
-        request.settings = {parser.value(options.ini), parser.value(options.cfg), parser.isSet(options.reset),
-                            parser.values(options.set), parser.value(options.save)};
+        request.settings = {parser.value(options.ini),   parser.value(options.cfg),
+                            parser.isSet(options.reset), parser.values(options.set),
+                            parser.value(options.save),  existing};
         break;
     }
     request.command = command;

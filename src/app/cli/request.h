@@ -19,6 +19,7 @@ public:
     QString image;
     QString cardPath; ///< Extract: such as "mov/event/E_20240309_170559.mp4"
     QString target; ///< Extract: the file to make
+    TargetFile::Existing existing = TargetFile::Existing::Keep; ///< Extract
     RepairRequest repair; ///< Repair
     SettingsRequest settings; ///< Settings
     TelemetryRequest telemetry; ///< Telemetry

@@ -99,7 +99,10 @@ class UserFiles
 public:
     explicit UserFiles(const SettingsRequest &request)
         : m_request(request)
+        , m_target(request.target, request.existing, {request.ini})
     {
+        if (!request.target.isEmpty())
+            m_outcome = m_target.prepare();
     }
     [[nodiscard]] SettingsFiles files()
     {
@@ -122,12 +125,15 @@ private:
     }
     void save(const QString &text)
     {
-        const QString error = files::saveText(m_request.target, text);
-        if (!error.isEmpty())
-            m_outcome = {ExitStatus::NotWritten, m_request.target + QStringLiteral(": ") + error};
+        const QString made = m_target.workPath(QStringLiteral("bbox.cfg"));
+        const QString error = files::saveText(made, text);
+        m_outcome = error.isEmpty()
+            ? m_target.takePlace(made)
+            : Outcome{ExitStatus::NotWritten, m_request.target + QStringLiteral(": ") + error};
     }
 
     const SettingsRequest &m_request;
+    TargetFile m_target;
     Outcome m_outcome;
 };
 
@@ -136,23 +142,22 @@ private:
 Outcome carryOut(const SettingsRequest &request, QIODevice *results)
 {
     UserFiles userFiles(request);
+    if (!userFiles.outcome().isWhole())
+        return userFiles.outcome();
     SettingsViewModel settings(userFiles.files());
     settings.loadSettings();
-    if (userFiles.outcome().status != ExitStatus::Whole)
+    if (!userFiles.outcome().isWhole())
         return userFiles.outcome();
     if (request.isReset)
         settings.resetSettings();
     for (const QString &assignment : request.assignments) {
         Outcome assigned = assign(settings, assignment);
-        if (assigned.status != ExitStatus::Whole)
+        if (!assigned.isWhole())
             return assigned;
     }
     if (!request.target.isEmpty())
         settings.saveSettings();
-    if (userFiles.outcome().status != ExitStatus::Whole)
+    if (!userFiles.outcome().isWhole())
         return userFiles.outcome();
-    const QByteArray json = asJson(settings);
-    if (results->write(json) != json.size())
-        return {ExitStatus::NotWritten, results->errorString()};
-    return {};
+    return deliver(results, asJson(settings));
 }

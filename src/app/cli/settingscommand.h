@@ -1,6 +1,6 @@
 #pragma once
 
-#include "outcome.h"
+#include "targetfile.h"
 
 #include <QString>
 #include <QStringList>
@@ -13,7 +13,8 @@ struct SettingsRequest {
     QString cfg; ///< file to read as bbox.cfg; empty: none
     bool isReset = false; ///< to the factory values of ini
     QStringList assignments; ///< each FIELD=VALUE
-    QString target; ///< file to save as bbox.cfg; empty: none
+    QString target; ///< file to save as bbox.cfg; empty: none. May be `cfg` itself
+    TargetFile::Existing existing = TargetFile::Existing::Keep;
 };
 
 /// Does it, and writes all fields as one JSON object. Nothing is saved unless every step before succeeded.

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <QCoreApplication>
 #include <QFile>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -15,6 +16,15 @@ Outcome existsAlready(const QString &path)
 {
     return {ExitStatus::NotWritten,
             tr("%1: 이미 있는 파일입니다. 덮어쓰려면 --force를 지정하십시오.").arg(path)};
+}
+
+bool isSameFile(const QString &a, const QString &b)
+{
+    struct stat first;
+    struct stat second;
+    return ::stat(QFile::encodeName(a).constData(), &first) == 0
+        && ::stat(QFile::encodeName(b).constData(), &second) == 0 && first.st_dev == second.st_dev
+        && first.st_ino == second.st_ino;
 }
 
 bool store(const QByteArray &file)
@@ -37,9 +47,10 @@ bool moveToNewName(const QByteArray &from, const QByteArray &to)
 
 } // namespace
 
-TargetFile::TargetFile(const QString &path, Existing existing)
+TargetFile::TargetFile(const QString &path, Existing existing, QStringList sources)
     : m_place(path)
     , m_existing(existing)
+    , m_sources(std::move(sources))
 {
 }
 
@@ -47,6 +58,10 @@ Outcome TargetFile::prepare()
 {
     if (exists() && !m_place.isFile())
         return {ExitStatus::NotWritten, tr("%1: 파일이 아닙니다.").arg(path())};
+    for (const QString &source : std::as_const(m_sources)) {
+        if (isSameFile(source, path()))
+            return {ExitStatus::NotWritten, tr("%1: 읽을 파일 자체입니다.").arg(path())};
+    }
     if (exists() && m_existing == Existing::Keep)
         return existsAlready(path());
     m_folder.emplace(m_place.absolutePath() + QStringLiteral("/.vornex-XXXXXX"));

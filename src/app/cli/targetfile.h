@@ -13,7 +13,8 @@ class TargetFile
 public:
     enum class Existing { Replace, Keep }; ///< what becomes of a file that is there
 
-    TargetFile(const QString &path, Existing existing);
+    /// The sources are files that the command reads: none of them is replaced, under whatever name.
+    TargetFile(const QString &path, Existing existing, QStringList sources);
     /// Why the file can't be made there, if so; else makes the folder.
     [[nodiscard]] Outcome prepare();
 
@@ -26,5 +27,6 @@ public:
 private:
     QFileInfo m_place;
     Existing m_existing;
+    QStringList m_sources;
     std::optional<WorkFolder> m_folder;
 };

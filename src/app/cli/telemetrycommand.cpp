@@ -75,12 +75,10 @@ QCoro::Task<Outcome> tellTelemetry(TelemetryRequest request, QIODevice *results)
     const QString error = data.load(QString::fromUtf8(QJsonDocument(records).toJson()), duration);
     if (!error.isEmpty())
         co_return Outcome{ExitStatus::NotFound, request.recording + QStringLiteral(": ") + error};
-    const QByteArray text = resultOf(request.format, records, data);
-    if (results->write(text) != text.size())
-        co_return Outcome{ExitStatus::NotWritten, results->errorString()};
-    if (!request.durationSeconds && !(duration > 0)) {
-        co_return Outcome{ExitStatus::Incomplete,
-                          tr("영상의 길이를 알 수 없어 0초로 계산했습니다. --duration으로 지정하십시오.")};
+    Outcome outcome = deliver(results, resultOf(request.format, records, data));
+    if (outcome.isWhole() && !request.durationSeconds && !(duration > 0)) {
+        outcome = {ExitStatus::Incomplete,
+                   tr("영상의 길이를 알 수 없어 0초로 계산했습니다. --duration으로 지정하십시오.")};
     }
-    co_return Outcome();
+    co_return outcome;
 }

@@ -5,6 +5,7 @@
 #include "media/nmea.h"
 
 #include <cmath>
+#include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QXmlStreamWriter>
@@ -61,6 +62,19 @@ void writePoint(QXmlStreamWriter &xml, const GPRMC &data, const QString &nmea)
     xml.writeEndElement();
 }
 
+/// By the same clock; empty if one of them tells no time.
+QString secondsBetween(const QString &first, const QString &time)
+{
+    const auto instant = [](const QString &text) {
+        QDateTime read = QDateTime::fromString(text, QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+        read.setTimeSpec(Qt::UTC); // no hour of it is skipped or repeated
+        return read;
+    };
+    const QDateTime from = instant(first);
+    const QDateTime to = instant(time);
+    return from.isValid() && to.isValid() ? QString::number(from.secsTo(to)) : QString();
+}
+
 QString number(std::optional<double> value, int decimals)
 {
     return value ? QString::number(*value, 'f', decimals) : QString();
@@ -111,20 +125,30 @@ QByteArray gpx(const QList<MediaData> &records)
 
 QByteArray csv(const MediaDataViewModel &data)
 {
-    QString text = QStringLiteral("kind,elapse,timestamp,latitude,longitude,speed_kmh,course,x,y,z\n");
-    for (const GPSInfo &sample : data.gpsEvents()) {
+    QString text = QStringLiteral("kind,player_second,recorded_second,time_utc,time_camera,latitude,"
+                                  "longitude,speed_kmh,course,x,y,z\n");
+    const QList<GPSInfo> &positions = data.gpsEvents();
+    const QString first =
+        positions.isEmpty() ? QString() : gprmcTimestamp(positions[0].nmea, false).value_or(QString());
+    for (const GPSInfo &sample : positions) {
+        const QString time = gprmcTimestamp(sample.nmea, false).value_or(QString());
         text +=
-            QStringLiteral("gps,") + number(sample.elapse, 3) + u',' + sample.timestamp.value_or(QString());
+            QStringLiteral("gps,%1,%2,%3,,").arg(number(sample.elapse, 3), secondsBetween(first, time), time);
         if (sample.data) {
-            text += QString::asprintf(",%.6f,%.6f,%.3f,%.1f,,,\n", sample.data->latitude,
+            text += QString::asprintf("%.6f,%.6f,%.3f,%.1f,,,\n", sample.data->latitude,
                                       sample.data->longitude, sample.data->speedKmh, sample.data->course);
         } else {
-            text += QStringLiteral(",,,,,,,\n");
+            text += QStringLiteral(",,,,,,\n");
         }
     }
-    for (const GSensorInfo &sample : data.gSensorEvents()) {
-        text += QStringLiteral("gsensor,") + number(sample.elapse, 3) + u',' + sample.timestamp
-            + QStringLiteral(",,,,,%1,%2,%3\n").arg(sample.accel.x).arg(sample.accel.y).arg(sample.accel.z);
+    const QList<GSensorInfo> &accelerations = data.gSensorEvents();
+    for (const GSensorInfo &sample : accelerations) {
+        text += QStringLiteral("gsensor,%1,%2,,%3,,,,,%4,%5,%6\n")
+                    .arg(number(sample.elapse, 3),
+                         secondsBetween(accelerations.first().timestamp, sample.timestamp), sample.timestamp)
+                    .arg(sample.accel.x)
+                    .arg(sample.accel.y)
+                    .arg(sample.accel.z);
     }
     return text.toUtf8();
 }

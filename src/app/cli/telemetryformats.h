@@ -17,8 +17,9 @@ namespace telemetryformats {
 /// and course, which GPX itself has no place for, stand in the usual extension, in m/s and degrees.
 [[nodiscard]] QByteArray gpx(const QList<MediaData> &records);
 
-/// One line for each position and each accelerometer sample on the recording's time axis, with a line of
-/// column names.
+/// One line for each position and each accelerometer sample, with a line of column names: its second on the
+/// player's axis, the seconds since the first of its kind by its own clock, and the time by that clock: the
+/// satellites' in UTC, the camera's as it was set.
 [[nodiscard]] QByteArray csv(const MediaDataViewModel &data);
 
 } // namespace telemetryformats
