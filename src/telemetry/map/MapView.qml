@@ -20,7 +20,7 @@ Item {
     }
     // The page stays once it is there: it keeps the trail and the user's view of it.
     function load() {
-        if (!visible || wasShown)
+        if (!visible || wasShown || !MapEngine.isAvailable)
             return;
         wasShown = true;
         loader.setSource("GoogleMap.qml", { tileAddress: root.tileAddress, attribution: root.attribution });
@@ -46,8 +46,8 @@ Item {
     }
     Text {
         anchors.centerIn: parent
-        visible: loader.status === Loader.Error || (root.page?.hasFailed ?? false)
-        text: qsTr("지도를 표시할 수 없습니다.")
+        visible: !MapEngine.isAvailable || loader.status === Loader.Error || (root.page?.hasFailed ?? false)
+        text: MapEngine.isAvailable ? qsTr("지도를 표시할 수 없습니다.") : qsTr("지도 기능 없이 빌드된 프로그램입니다.")
         color: Theme.gray
         font.pixelSize: Theme.footnoteSize
         Accessible.role: Accessible.StaticText

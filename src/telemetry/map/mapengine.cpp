@@ -6,6 +6,8 @@
 #include <QtWebEngineQuick>
 #include <unistd.h>
 
+bool MapEngine::isAvailable() { return true; }
+
 void MapEngine::prepare()
 {
     // Its sandbox refuses to work for root and would end the whole program at the first view.
