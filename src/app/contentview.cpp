@@ -15,6 +15,14 @@ namespace {
 
 constexpr QSize firstWindowSize(1100, 720);
 
+/// Those of the card that is in. The manager has to outlive them.
+SettingsFiles settingsFilesOf(ProcessManager &manager)
+{
+    return {[&manager](const QString &name) { return manager.readConfig(name); },
+            [&manager](const QString &name) { return manager.readSDCard(name); },
+            [&manager](const QString &name, const QString &text) { manager.saveToSDCard(name, text); }};
+}
+
 } // namespace
 
 ContentView::ContentView(Desktop &desktop, MovieOpener openMovie, Preferences &preferences,

@@ -6,7 +6,7 @@
 #include "desktop/desktop.h"
 #include "desktop/mounttable.h"
 #include "files.h"
-#include "settings/settingstext.h"
+#include "settings/text/settingstext.h"
 #include "tooloutput.h"
 
 #include <algorithm>

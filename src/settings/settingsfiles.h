@@ -4,14 +4,9 @@
 #include <optional>
 #include <QString>
 
-class ProcessManager;
-
-/// Where a camera's settings files are read, and where they are written.
+/// How the form reaches a camera's settings files: those of a card, or others.
 struct SettingsFiles {
     std::function<std::optional<QString>(const QString &name)> readConfig; ///< what the camera itself keeps
     std::function<std::optional<QString>(const QString &name)> readSDCard; ///< on the card's volume
     std::function<void(const QString &name, const QString &text)> saveToSDCard;
 };
-
-/// Those of the card that is in. The manager has to outlive them.
-[[nodiscard]] SettingsFiles settingsFilesOf(ProcessManager &manager);

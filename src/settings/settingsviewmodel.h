@@ -1,7 +1,7 @@
 #pragma once
 
 #include "settingsfiles.h"
-#include "settingstext.h"
+#include "text/settingstext.h"
 
 #include <QDateTime>
 #include <QObject>

@@ -1,5 +1,5 @@
 #include "common/text.h"
-#include "settings/settingstext.h"
+#include "settings/text/settingstext.h"
 
 #include <cstdint>
 #include <cstdlib>

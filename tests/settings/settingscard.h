@@ -37,7 +37,12 @@ public:
     [[nodiscard]] QString cfgPath() const { return volume() + QStringLiteral("/bbox.cfg"); }
     [[nodiscard]] QString volume() const { return m_folder.filePath(QStringLiteral("volume")); }
 
-    [[nodiscard]] SettingsFiles files() { return settingsFilesOf(m_manager); }
+    [[nodiscard]] SettingsFiles files()
+    {
+        return {[this](const QString &name) { return m_manager.readConfig(name); },
+                [this](const QString &name) { return m_manager.readSDCard(name); },
+                [this](const QString &name, const QString &text) { m_manager.saveToSDCard(name, text); }};
+    }
     /// Loaded with what is on the card.
     [[nodiscard]] std::unique_ptr<SettingsViewModel> load()
     {

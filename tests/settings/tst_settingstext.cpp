@@ -1,4 +1,4 @@
-#include "settings/settingstext.h"
+#include "settings/text/settingstext.h"
 
 #include <QTest>
 
