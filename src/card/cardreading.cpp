@@ -60,7 +60,7 @@ QCoro::Task<QStringList> ProcessManager::ls(QString path, bool withSize)
         logLine(QStringLiteral("[FileExtractor] not listed, no plain path: ") + *device + u' ' + path);
         co_return QStringList();
     }
-    const ToolResult listed = co_await runTool(toolcommands::list(m_helperRoot, *device, path), 0);
+    const ToolResult listed = co_await runTool(toolcommands::list(helperRoot(), *device, path), 0);
     co_return tooloutput::parseListing(listed.output, withSize);
 }
 
@@ -85,7 +85,7 @@ QCoro::Task<Mirror::ToolEnd> ProcessManager::runExtraction(QString cardPath, QSt
 {
     constexpr quint64 longestFile = quint64{4} << 30; // the size isn't known here
     const QString device = cardDevicePath().value_or(QString());
-    const QString command = toolcommands::extract(m_helperRoot, device, cardPath, target);
+    const QString command = toolcommands::extract(helperRoot(), device, cardPath, target);
     const ToolResult result = co_await runTool(command, longestFile);
     const bool isExited = result.end == ToolResult::End::Exited;
     Mirror::ToolEnd end;

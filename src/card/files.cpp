@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <QFile>
 #include <QFileInfo>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -61,6 +62,25 @@ QString writeNewFile(const QByteArray &name, QByteArrayView bytes)
     return file.get() < 0 ? lastError() : writeWhole(file.get(), bytes);
 }
 
+/// With the permissions of the source.
+QString copyToNewFile(int from, const QByteArray &name)
+{
+    constexpr size_t most = 1 << 30;
+    struct stat status {
+    };
+    ::unlink(name.constData()); // left behind by a loss of power
+    const FileDescriptor file(
+        ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (file.get() < 0)
+        return lastError();
+    ssize_t count = 1;
+    while (count > 0 || (count < 0 && errno == EINTR))
+        count = ::sendfile(file.get(), from, nullptr, most);
+    if (count < 0 || ::fstat(from, &status) != 0 || ::fchmod(file.get(), status.st_mode & 0777) != 0)
+        return lastError();
+    return {};
+}
+
 /// Brings a renamed entry to the disk. Some file systems can't do it for a folder; there it stays undone.
 void syncFolder(const QByteArray &name)
 {
@@ -78,6 +98,19 @@ quint64 files::size(const QString &path)
     if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
         return 0;
     return static_cast<quint64>(status.st_size);
+}
+
+files::OpenedFile files::openRegular(const QString &path)
+{
+    struct stat status {
+    };
+    FileDescriptor file(
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
+        return {FileDescriptor(), lastError()};
+    if (!S_ISREG(status.st_mode))
+        return {FileDescriptor(), QStringLiteral("not a regular file")};
+    return {std::move(file), {}};
 }
 
 files::MadeFolder files::makeFolder(const QString &path)
@@ -103,8 +136,18 @@ QString files::replaceByCopy(const QString &from, const QString &to)
 {
     if (const QString error = clearTarget(from, to); !error.isEmpty())
         return error;
-    QFile source(from);
-    return source.copy(to) ? QString() : source.errorString(); // by way of a temporary file beside the target
+    const OpenedFile source = openRegular(from);
+    if (source.file.get() < 0)
+        return source.error;
+    const QFileInfo target(to);
+    const QByteArray copy =
+        QFile::encodeName(target.path() + QStringLiteral("/.") + target.fileName() + QStringLiteral(".part"));
+    QString error = copyToNewFile(source.file.get(), copy);
+    if (error.isEmpty() && ::rename(copy.constData(), QFile::encodeName(to).constData()) != 0)
+        error = lastError();
+    if (!error.isEmpty())
+        ::unlink(copy.constData());
+    return error;
 }
 
 QString files::replaceByMove(const QString &from, const QString &to)
@@ -117,9 +160,10 @@ QString files::replaceByMove(const QString &from, const QString &to)
 
 files::ReadText files::readText(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {std::nullopt, file.errorString()};
+    const OpenedFile opened = openRegular(path);
+    QFile file;
+    if (opened.file.get() < 0 || !file.open(opened.file.get(), QIODevice::ReadOnly))
+        return {std::nullopt, opened.error};
     const QByteArray bytes = file.read(largestText + 1);
     if (file.error() != QFileDevice::NoError)
         return {std::nullopt, file.errorString()};

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "childprocess.h"
+
 #include <optional>
 #include <QString>
 
@@ -8,6 +10,12 @@ namespace files {
 
 /// Size in bytes of the item itself (a link isn't followed); 0 if it can't be told.
 [[nodiscard]] quint64 size(const QString &path);
+/// For reading. What isn't a regular file is refused, and never waited for.
+struct OpenedFile {
+    FileDescriptor file;
+    QString error; ///< if the file isn't open
+};
+[[nodiscard]] OpenedFile openRegular(const QString &path);
 /// With parents. Does nothing if anything is there already.
 struct MadeFolder {
     bool isNew = false;

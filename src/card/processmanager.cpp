@@ -6,15 +6,9 @@
 #include "desktop/desktop.h"
 #include "files.h"
 
-#include <cerrno>
 #include <QCoroFuture>
-#include <QFileInfo>
-#include <QPointer>
 #include <QStandardPaths>
 #include <QtConcurrentRun>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
 
 using processvalues::tempRoot;
 
@@ -31,6 +25,7 @@ void logFileFailure(const QString &what, const QString &error)
 ProcessManager::ProcessManager(Desktop &desktop, QObject *parent)
     : QObject(parent)
     , m_desktop(desktop)
+    , m_tools(desktop)
     , m_mirror(
           tempRoot(),
           [this](QString cardPath, QString target) {
@@ -43,81 +38,12 @@ ProcessManager::ProcessManager(Desktop &desktop, QObject *parent)
 
 QCoro::Task<bool> ProcessManager::setup()
 {
-    const QPointer<ProcessManager> self(this);
     const QString dataFolder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    m_helperRoot = dataFolder.isEmpty() ? tempRoot() : dataFolder + u'/' + applicationName() + u'/';
-    ensureDirectoryExists(m_helperRoot);
+    const QString helperRoot =
+        dataFolder.isEmpty() ? tempRoot() : dataFolder + u'/' + applicationName() + u'/';
+    ensureDirectoryExists(helperRoot);
     ensureDirectoryExists(tempRoot());
-    const QStringList tools{QStringLiteral("ext4util"), QStringLiteral("ffmpeg"),
-                            QStringLiteral("mp4recover")};
-    for (const QString &tool : tools) {
-        co_await installTool(tool);
-        if (!self)
-            co_return false;
-    }
-    bool isReady = checkPrivilege(tools.first());
-    if (!isReady)
-        isReady = co_await authorizeExt4Tool(tools.first());
-    if (!self)
-        co_return false;
-    if (isReady)
-        warnIfBitIsVoid(tools.first());
-    logLine(QStringLiteral("[ProcessManager] Initialization finished with success: ")
-            + (isReady ? QStringLiteral("true") : QStringLiteral("false")));
-    co_return isReady;
-}
-
-/// Only the size tells an old copy from a new one. A new one lacks the set-user-ID bit, so consent is asked
-/// for again.
-QCoro::Task<> ProcessManager::installTool(QString tool)
-{
-    const QString bundled = m_desktop.bundledTool(tool);
-    if (bundled.isEmpty())
-        co_return;
-    const QString source = QFileInfo(bundled).canonicalFilePath(); // the size of a link itself tells nothing
-    const QString target = m_helperRoot + tool;
-    if (fileSize(target, false) == fileSize(source, false)) {
-        logLine(QStringLiteral("[ProcessManager] ") + target + QStringLiteral(" -> already exists"));
-        co_return;
-    }
-    co_await copyFile(QUrl::fromLocalFile(source), QUrl::fromLocalFile(target));
-    QFile copy(target);
-    copy.setPermissions(copy.permissions() | QFileDevice::ExeOwner | QFileDevice::ExeUser);
-    logLine(QStringLiteral("[ProcessManager] ") + target + QStringLiteral(" -> copied"));
-}
-
-bool ProcessManager::checkPrivilege(const QString &tool) const
-{
-    struct stat status {
-    }; // Qt doesn't know the set-user-ID bit
-    if (::lstat(QFile::encodeName(m_helperRoot + tool).constData(), &status) != 0) {
-        logLine(QStringLiteral("[ProcessManager] checkPrivilege error: ") + qt_error_string(errno));
-        return false;
-    }
-    return status.st_uid == 0 && (status.st_mode & S_ISUID) != 0;
-}
-
-QCoro::Task<bool> ProcessManager::authorizeExt4Tool(QString tool)
-{
-    const QString error = co_await m_desktop.consent->makeSetUserIdRoot(m_helperRoot + tool);
-    if (!error.isEmpty()) {
-        logLine(QStringLiteral("[ProcessManager] authorizeExt4Tool error: ") + error);
-        co_return false;
-    }
-    logLine(QStringLiteral("[ProcessManager] ") + tool + QStringLiteral(" authorized successfully"));
-    co_return true;
-}
-
-/// A home mounted nosuid keeps the bit and ignores it: cards would look empty for no visible reason.
-void ProcessManager::warnIfBitIsVoid(const QString &tool) const
-{
-    struct statvfs status {
-    };
-    const QString path = m_helperRoot + tool;
-    if (::geteuid() != 0 && ::statvfs(QFile::encodeName(path).constData(), &status) == 0
-        && (status.f_flag & ST_NOSUID) != 0)
-        logLine(QStringLiteral("[ProcessManager] ") + path
-                + QStringLiteral(" lies on a file system mounted nosuid: its set-user-ID bit has no effect"));
+    return m_tools.setUp(helperRoot);
 }
 
 QCoro::Task<ToolResult> ProcessManager::runTool(QString command, quint64 inputBytes, ToolPace pace)

@@ -5,6 +5,7 @@
 #include "mirror.h"
 #include "toolcommands.h"
 #include "toolrun.h"
+#include "toolset.h"
 
 #include <optional>
 #include <QCoroTask>
@@ -31,13 +32,13 @@ public:
     [[nodiscard]] const QStringList &bbox() const { return m_bbox; } ///< names in the card's "cfg"
     [[nodiscard]] const QStringList &data() const { return m_data; } ///< index files in the card's "mov"
     /// Folder of the tool copies, with a trailing "/". Empty before setup().
-    [[nodiscard]] const QString &helperRoot() const { return m_helperRoot; }
+    [[nodiscard]] const QString &helperRoot() const { return m_tools.folder(); }
 
     /// Makes the folders, installs the tools and has ext4util authorised. True if it can read a card as root.
     QCoro::Task<bool> setup();
     /// Whether the copy of the tool belongs to root and has the set-user-ID bit.
-    [[nodiscard]] bool checkPrivilege(const QString &tool) const;
-    QCoro::Task<bool> authorizeExt4Tool(QString tool);
+    [[nodiscard]] bool checkPrivilege(const QString &tool) const { return m_tools.checkPrivilege(tool); }
+    QCoro::Task<bool> authorizeExt4Tool(QString tool) { return m_tools.authorize(std::move(tool)); }
 
     /// Ends every tool that runs for this object, as when the card is gone that it works on; who waits for
     /// one gets its result soon, as Cancelled. What is started afterwards runs as always.
@@ -107,8 +108,6 @@ Q_SIGNALS:
 
 private:
     QCoro::Task<ToolResult> runTool(QString command, quint64 inputBytes, ToolPace pace = ToolPace::Copying);
-    QCoro::Task<> installTool(QString tool);
-    void warnIfBitIsVoid(const QString &tool) const;
     QCoro::Task<FileList> readCard(quint64 reading);
     QCoro::Task<> readSettings(quint64 reading);
     QCoro::Task<> readIndexFiles(quint64 reading);
@@ -120,7 +119,7 @@ private:
 
     Desktop &m_desktop;
     std::stop_source m_toolWork;
-    QString m_helperRoot;
+    ToolSet m_tools;
     QStringList m_bbox;
     QStringList m_data;
     quint64 m_reading = 0; ///< number of the newest reading

@@ -50,7 +50,7 @@ QCoro::Task<QString> ProcessManager::remux(QString src, QString dst)
     const QPointer<ProcessManager> self(this);
     deleteDirectory(dst);
     const ToolResult result =
-        co_await runTool(toolcommands::remux(m_helperRoot, src, dst), fileSize(src, false));
+        co_await runTool(toolcommands::remux(helperRoot(), src, dst), fileSize(src, false));
     const QString output = result.messages + result.output;
     if (!self || fileSize(dst, false) == 0)
         co_return QStringLiteral("Failed to remux MP4 file.");
@@ -67,14 +67,14 @@ QCoro::Task<> ProcessManager::convertAudio(QString src, QString dst)
 {
     deleteDirectory(dst);
     if (arePlain(QStringLiteral("convertAudio"), {src}))
-        co_await runTool(toolcommands::convertAudio(m_helperRoot, src, dst), fileSize(src, false));
+        co_await runTool(toolcommands::convertAudio(helperRoot(), src, dst), fileSize(src, false));
 }
 
 QCoro::Task<> ProcessManager::extractChannelWithAudio(QString src, int index, QString dst)
 {
     deleteDirectory(dst);
     if (arePlain(QStringLiteral("extractChannelWithAudio"), {src}))
-        co_await runTool(toolcommands::extractChannelWithAudio(m_helperRoot, src, index, dst),
+        co_await runTool(toolcommands::extractChannelWithAudio(helperRoot(), src, index, dst),
                          fileSize(src, false));
 }
 
@@ -82,7 +82,7 @@ QCoro::Task<> ProcessManager::extractChannel(QString src, int index, QString dst
 {
     deleteDirectory(dst);
     if (arePlain(QStringLiteral("extractChannel"), {src}))
-        co_await runTool(toolcommands::extractChannel(m_helperRoot, src, index, dst), fileSize(src, false));
+        co_await runTool(toolcommands::extractChannel(helperRoot(), src, index, dst), fileSize(src, false));
 }
 
 QCoro::Task<std::optional<QList<VideoChannel>>> ProcessManager::getVideoInfo(QString path)
@@ -101,7 +101,7 @@ QCoro::Task<bool> ProcessManager::recoverMp4(QString src, QString dst)
     const std::optional<QList<VideoChannel>> channels = co_await getVideoInfo(src);
     if (!self || !channels)
         co_return false;
-    const ToolResult result = co_await runTool(toolcommands::recover(m_helperRoot, src, dst, *channels),
+    const ToolResult result = co_await runTool(toolcommands::recover(helperRoot(), src, dst, *channels),
                                                fileSize(src, false), ToolPace::Repairing);
     const QStringList report = tooloutput::repairReport(result.output + result.messages);
     if (result.hasSucceeded()) { // else its words are in the log already
@@ -124,7 +124,7 @@ QCoro::Task<> ProcessManager::mergeAudio(QString video)
     if (!self)
         co_return;
     deleteDirectory(files.joined);
-    co_await runTool(toolcommands::mergeAudio(m_helperRoot, video, files.sound, files.joined),
+    co_await runTool(toolcommands::mergeAudio(helperRoot(), video, files.sound, files.joined),
                      fileSize(video, false));
     if (!self)
         co_return;

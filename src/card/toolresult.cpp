@@ -34,7 +34,7 @@ ToolProblem ToolResult::problem() const
         return ToolProblem::None;
     if (end == End::Exited && (status == notExecutable || status == notFound))
         return ToolProblem::ToolMissing;
-    return saysThatTheDiskIsFull(messages) ? ToolProblem::DiskFull : ToolProblem::Failed;
+    return saysThatTheDiskIsFull(messages) ? ToolProblem::DiskFull : ToolProblem::Damaged;
 }
 
 QString ToolResult::summary() const

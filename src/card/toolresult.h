@@ -5,8 +5,8 @@
 /// Why a tool didn't do its work, for callers to branch on.
 enum class ToolProblem {
     None,
-    Failed, ///< of its input's fault, as far as can be told
-    DiskFull, ///< of its target
+    Damaged, ///< its input, as far as can be told
+    DiskFull, ///< that of its target
     ToolMissing,
     TimedOut,
     Cancelled,

@@ -32,9 +32,11 @@ std::unique_ptr<QTemporaryDir> makePlainlyNamedFolder()
     return nullptr;
 }
 
-class GrantedConsent : public AdministratorConsent
+/// An image is read with the user's own rights.
+class NeedlessConsent : public AdministratorConsent
 {
 public:
+    [[nodiscard]] bool isNeeded() const override { return false; }
     QCoro::Task<QString> makeSetUserIdRoot(QString) override { co_return QString(); }
 };
 
@@ -127,7 +129,7 @@ std::unique_ptr<Desktop> makeImageDesktop(const QString &imagePath,
 std::unique_ptr<Desktop> makeCardlessDesktop()
 {
     auto desktop = std::make_unique<Desktop>();
-    desktop->consent = std::make_unique<GrantedConsent>();
+    desktop->consent = std::make_unique<NeedlessConsent>();
     desktop->bundledTool = findBundledTool;
     desktop->diskSpace = diskSpaceOf;
     return desktop;

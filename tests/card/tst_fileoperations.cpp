@@ -76,6 +76,20 @@ private Q_SLOTS:
         }
     }
 
+    void refusesWhatIsNoFile_withoutWaiting()
+    {
+        const QString config = processvalues::tempRoot() + QStringLiteral("cfg/bbox.cfg");
+        QVERIFY(QDir().mkpath(QFileInfo(config).path()));
+        for (const QString &path : {at("fifo"), config})
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        LogCapture log;
+        QCoro::waitFor(m_manager.copyFile(QUrl::fromLocalFile(at("fifo")), QUrl::fromLocalFile(at("copy"))));
+        QVERIFY(!m_manager.readConfig(QStringLiteral("bbox.cfg")));
+        QCOMPARE(log.lines(),
+                 QStringList({QStringLiteral("[FileExtractor] copy failed:: not a regular file"),
+                              QStringLiteral("[FileExtractor] Error reading file: not a regular file")}));
+    }
+
     void deletesItemsAndNothingBehindLinks_data()
     {
         QTest::addColumn<QString>("path");

@@ -7,12 +7,37 @@
 
 #include <QCoroTask>
 #include <QTest>
+#include <sys/mount.h>
 
 namespace {
 
 bool isRoot() { return ::geteuid() == 0; }
 
 QString described(int error) { return qt_error_string(error); }
+
+/// A disk with little room in the place of a folder.
+class SmallDisk
+{
+public:
+    static constexpr int size = 100'000; // bytes
+    explicit SmallDisk(const QString &folder)
+        : m_folder(QFile::encodeName(folder))
+        , m_isMounted(::mount("none", m_folder.constData(), "tmpfs", 0, "size=100000") == 0)
+    {
+    }
+    SmallDisk(const SmallDisk &) = delete;
+    SmallDisk &operator=(const SmallDisk &) = delete;
+    ~SmallDisk()
+    {
+        if (m_isMounted)
+            ::umount2(m_folder.constData(), MNT_DETACH);
+    }
+    [[nodiscard]] bool isMounted() const { return m_isMounted; }
+
+private:
+    QByteArray m_folder;
+    bool m_isMounted;
+};
 
 } // namespace
 
@@ -57,6 +82,7 @@ private Q_SLOTS:
         ScriptedDesktop desktop;
         ship(desktop, "ext4util", "reader");
         ship(desktop, "ffmpeg", "converter"); // and no mp4recover
+        const QString missing = QStringLiteral("[ProcessManager] mp4recover -> missing");
         LogCapture log;
         const bool isReady = setUp(desktop);
         QVERIFY(isReady);
@@ -64,6 +90,7 @@ private Q_SLOTS:
         QStringList expected{QStringLiteral("[FileExtractor] ensureDirectoryExists ") + m_root,
                              tag + installed("ext4util") + QStringLiteral(" -> copied"),
                              tag + installed("ffmpeg") + QStringLiteral(" -> copied"),
+                             missing,
                              tag + QStringLiteral("ext4util authorized successfully"),
                              tag + QStringLiteral("Initialization finished with success: true")};
         QStringList lines = log.lines();
@@ -77,26 +104,82 @@ private Q_SLOTS:
         QCOMPARE(desktop.consent->requests.size(), 1);
         lines = log.lines().mid(lines.size());
         expected = {tag + installed("ext4util") + QStringLiteral(" -> already exists"),
-                    tag + installed("ffmpeg") + QStringLiteral(" -> already exists"), expected.last()};
+                    tag + installed("ffmpeg") + QStringLiteral(" -> already exists"), missing,
+                    expected.last()};
         QCOMPARE(lines, expected);
     }
 
-    void replacesAToolOfAnotherSizeOnly()
+    /// As sha256sum --check reads it.
+    void notesWhatItInstalled()
+    {
+        ScriptedDesktop desktop;
+        ship(desktop, "ext4util", "abc");
+        setUp(desktop);
+        QCOMPARE(contentsOf(installed("installed.sha256")),
+                 QByteArray("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad  ext4util\n"));
+    }
+
+    void replacesAToolOfAnotherSizeOrContent_data()
+    {
+        QTest::addColumn<QByteArray>("shipped");
+        QTest::addColumn<bool>("hasNote");
+        QTest::addColumn<bool>("isReplaced");
+        QTest::newRow("the same") << QByteArray("reader") << true << false;
+        QTest::newRow("the same, installed before notes were kept") << QByteArray("reader") << false << false;
+        QTest::newRow("another size") << QByteArray("new reader") << true << true;
+        QTest::newRow("another content") << QByteArray("READER") << true << true;
+        QTest::newRow("another content, without a note") << QByteArray("READER") << false << true;
+    }
+    void replacesAToolOfAnotherSizeOrContent()
     {
         if (!isRoot())
             QSKIP("the change of owner needs root");
+        QFETCH(const QByteArray, shipped);
+        QFETCH(const bool, hasNote);
+        QFETCH(const bool, isReplaced);
         ScriptedDesktop desktop;
         ship(desktop, "ext4util", "reader");
         QVERIFY(setUp(desktop));
-        ship(desktop, "ext4util", "READER");
+        if (!hasNote)
+            QVERIFY(QFile::remove(installed("installed.sha256")));
+        for (int start = 0; start < 2; ++start) {
+            ship(desktop, "ext4util", shipped);
+            QVERIFY(setUp(desktop));
+            QCOMPARE(contentsOf(installed("ext4util")), shipped);
+            QCOMPARE(desktop.consent->requests.size(), isReplaced ? 2 : 1);
+            QCOMPARE(modeOf(installed("ext4util")), mode_t(04755));
+        }
+    }
+
+    void keepsTheEarlierToolWhereTheDiskIsFull()
+    {
+        ScriptedDesktop desktop;
+        ship(desktop, "ffmpeg", "converter");
+        setUp(desktop);
+        const SmallDisk disk(m_root);
+        if (!disk.isMounted())
+            QSKIP("a small disk needs the right to mount one");
+        setUp(desktop);
+        ship(desktop, "ffmpeg", QByteArray(2 * SmallDisk::size, 'x'));
+        LogCapture log;
+        setUp(desktop);
+        const QStringList said = log.lines();
+        QVERIFY(said.contains(QStringLiteral("[FileExtractor] copy failed:: ") + described(ENOSPC)));
+        QCOMPARE(said.filter(QStringLiteral("ffmpeg")), QStringList());
+        QCOMPARE(contentsOf(installed("ffmpeg")), QByteArray("converter"));
+        QCOMPARE(QDir(m_root).entryList(QDir::Files | QDir::Hidden),
+                 QStringList({QStringLiteral("ffmpeg"), QStringLiteral("installed.sha256")}));
+    }
+
+    void asksForNoConsentWhereNoneIsNeeded()
+    {
+        ScriptedDesktop desktop;
+        ship(desktop, "ext4util", "reader");
+        desktop.consent->isAsked = false;
+        LogCapture log;
         QVERIFY(setUp(desktop));
-        QCOMPARE(contentsOf(installed("ext4util")), QByteArray("reader"));
-        QCOMPARE(desktop.consent->requests.size(), 1);
-        ship(desktop, "ext4util", "new reader");
-        QVERIFY(setUp(desktop));
-        QCOMPARE(contentsOf(installed("ext4util")), QByteArray("new reader"));
-        QCOMPARE(desktop.consent->requests.size(), 2);
-        QCOMPARE(modeOf(installed("ext4util")), mode_t(04755));
+        QCOMPARE(desktop.consent->requests, QStringList());
+        QVERIFY(log.lines().filter(QStringLiteral("authorize")).isEmpty());
     }
 
     void asksAgainWhereOwnerOrBitIsMissing_data()

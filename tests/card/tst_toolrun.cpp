@@ -83,10 +83,10 @@ private Q_SLOTS:
         row("streams apart", "'/bin/sh' -c 'echo out; echo words >&2; echo more'", End::Exited, 0,
             ToolProblem::None, "out\nmore\n", "");
         row("failure", "'/bin/sh' -c 'echo out; printf \"two\\nlines\\n\" >&2; exit 5'", End::Exited, 5,
-            ToolProblem::Failed, "out\n", "sh ended with status 5: two lines");
-        row("silent failure", "'/bin/false' x", End::Exited, 1, ToolProblem::Failed, "",
+            ToolProblem::Damaged, "out\n", "sh ended with status 5: two lines");
+        row("silent failure", "'/bin/false' x", End::Exited, 1, ToolProblem::Damaged, "",
             "false ended with status 1");
-        row("crash", "'/bin/sh' -c 'kill -SEGV $$'", End::Signalled, SIGSEGV, ToolProblem::Failed, "",
+        row("crash", "'/bin/sh' -c 'kill -SEGV $$'", End::Signalled, SIGSEGV, ToolProblem::Damaged, "",
             "sh was ended by signal 11");
         row("full disk", "'/bin/echo' x > /dev/full", End::Exited, 1, ToolProblem::DiskFull, "",
             "echo ended with status 1: /bin/echo: write error: No space left on device");

@@ -53,6 +53,7 @@ public:
 class ScriptedConsent : public AdministratorConsent
 {
 public:
+    [[nodiscard]] bool isNeeded() const override { return isAsked; }
     QCoro::Task<QString> makeSetUserIdRoot(QString toolPath) override
     {
         requests.append(toolPath);
@@ -64,6 +65,7 @@ public:
         co_return QString();
     }
 
+    bool isAsked = true;
     QStringList requests;
     QString answer; ///< empty: granted
 };
