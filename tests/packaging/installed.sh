@@ -27,3 +27,16 @@ done
 desktop-file-validate "$tree/usr/share/applications/vornex.desktop"
 appstreamcli validate --no-net "$tree/usr/share/metainfo/org.vornex.Vornex.metainfo.xml" >&2
 [ -s "$tree/usr/share/icons/hicolor/scalable/apps/vornex.svg" ] || fail "no icon"
+
+# Whoever removes the package is told of the copies that root's rights were given to, and of nothing else.
+source=$(dirname "$(dirname "$(dirname "$(realpath "$0")")")")
+mkdir -p "$tree/bin" "$tree/home/"{armed,plain}/.local/share/Vornex
+printf '#!/bin/sh\ncat "%s/users"\n' "$tree" >"$tree/bin/getent"
+printf '%s:x:1:1::%s:/bin/sh\n' armed "$tree/home/armed" plain "$tree/home/plain" gone "$tree/home/gone" >"$tree/users"
+chmod +x "$tree/bin/getent"
+for user in armed plain; do cp /bin/true "$tree/home/$user/.local/share/Vornex/ext4util"; done
+chmod u+s "$tree/home/armed/.local/share/Vornex/ext4util"
+said=$(PATH=$tree/bin:$PATH "$source/packaging/prerm" remove)
+[ "$said" = "vornex: a card reader with root's rights stays in a home folder. To remove it: rm '$tree/home/armed/.local/share/Vornex/ext4util'" ] ||
+    fail "removing the package said: $said"
+[ -z "$(PATH=$tree/bin:$PATH "$source/packaging/prerm" upgrade)" ] || fail "an update speaks of removal"
