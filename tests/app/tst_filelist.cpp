@@ -1,4 +1,4 @@
-#include "app/state/filelistmodel.h"
+#include "app/state/appstate.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
@@ -137,6 +137,47 @@ private Q_SLOTS:
         QCOMPARE(resets.size(), 1);
         const auto isSelected = [](const FileListItem &entry) { return entry.isSelected; };
         QCOMPARE(std::count_if(model.items().cbegin(), model.items().cend(), isSelected), 1);
+    }
+
+    void ofSeveralRequestsForRowsTheLastCounts()
+    {
+        AppState state;
+        const FileListItem first = item("N_1.mp4");
+        const FileListItem second = item("N_2.mp4");
+        state.setFileList({first, second});
+        const quint64 early = state.requestRows();
+        const quint64 late = state.requestRows();
+        state.storeRead(first.id, 7); // after both copied the list
+        state.setRows(late, sortedNewestFirst({first}));
+        state.setRows(early, sortedNewestFirst({first, second}));
+        QCOMPARE(names(state.filtered()), QStringList(QStringLiteral("N_1.mp4")));
+        QCOMPARE(state.filtered().first().read, 7);
+
+        state.storeRead(second.id, 9); // has no row
+        state.forgetRead(first.cardPath());
+        QCOMPARE(state.filtered().first().read, 0);
+        QCOMPARE(state.fileList().first().read, 0);
+        QCOMPARE(state.fileList().last().read, 9);
+        state.clearRows();
+        QVERIFY(state.isListed(first.id));
+        QVERIFY(!state.isListed(QUuid::createUuid()));
+    }
+
+    void alertsAreUpUntilTheLastOneEnds()
+    {
+        AppState state;
+        QSignalSpy changes(&state, &AppState::isAlertingChanged);
+        state.beginModalAlert();
+        state.beginModalAlert();
+        state.endModalAlert();
+        QVERIFY(state.isAlerting());
+        QCOMPARE(changes.size(), 1);
+        state.endModalAlert();
+        state.endModalAlert();
+        QVERIFY(!state.isAlerting());
+        state.beginModalAlert();
+        QVERIFY(state.isAlerting());
+        QCOMPARE(changes.size(), 3);
     }
 };
 

@@ -27,7 +27,14 @@ echo "$1 $4" >> "$SCRIPTED_CALLS"
 while [ -e "$SCRIPTED_HOLD/$name" ]; do sleep 0.01; done
 case $1 in
 ls) cat "$2/$4/.listing" ;;
-read) cp "$2/$4" "$5" ;;
+read)
+    rm -f "$5"
+    case $(head -c 99 "$2/$4") in
+    card-full*) echo "ext4util: $5: No-space-left-on-device" >&2; exit 7 ;;
+    unreadable-card*) echo "ext4util: $2: device-not-opened" >&2; exit 2 ;;
+    esac
+    cp "$2/$4" "$5"
+    ;;
 esac
 echo "end $1 $4" >> "$SCRIPTED_CALLS"
 )sh");
@@ -37,6 +44,7 @@ echo "end $1 $4" >> "$SCRIPTED_CALLS"
 target=${*: -1}
 case $* in *-shortest*) step=merge ;; *-c:a*) step=convert ;; *) step=remux ;; esac
 echo "$step ${2##*/} ${target##*/}" >> "$SCRIPTED_CALLS"
+while [ -e "$SCRIPTED_HOLD/$step" ]; do sleep 0.01; done
 case $step-$(cat "$2") in
 *hopeless* | *unreadable*) echo "moov atom not found"; exit 1 ;;
 remux*damaged*) echo "[h264 @ 0x5] sps_id 32 out of range" ;;
@@ -81,9 +89,14 @@ case $(cat "$1") in ?\ 1*) cp "$1" "${2%.mp4}.mp3" ;; esac
                "12 " + name.toUtf8() + ' ' + QByteArray::number(content.size()) + '\n');
     }
 
-    /// Makes a tool wait at its start, for example "read-N_20240309_170559.mp4" or "ls-normal".
+    /// Makes a tool wait at its start, for example "read-N_20240309_170559.mp4", "ls-normal" or "remux".
     void hold(const QString &call) { append(m_root.filePath(u"hold/" % call), {}); }
     void release(const QString &call) { QFile::remove(m_root.filePath(u"hold/" % call)); }
+    void releaseAll()
+    {
+        for (const QString &call : QDir(m_root.filePath(QStringLiteral("hold"))).entryList(QDir::Files))
+            release(call);
+    }
 
     /// What the tools were asked since the last clearCalls(), such as "read mov/normal/x.mp4" (and "end read
     /// mov/normal/x.mp4") or "remux x.mp4 temp.mp4".

@@ -11,11 +11,11 @@ AppViewModel::AppViewModel(Desktop &desktop, MovieOpener openMovie, Preferences 
     , m_preferences(preferences)
     , m_procManager(desktop)
     , m_playerManager(openMovie, preferences)
-    , m_extractions(*this, m_procManager)
     , m_cardSession(*this, m_procManager)
-    , m_backgroundExtraction(*this, m_procManager, m_extractions)
-    , m_loader(*this, {m_procManager, m_extractions, m_playerManager, m_mediaData, std::move(openMovie)})
+    , m_backgroundExtraction(*this, m_procManager)
+    , m_loader(*this, {m_procManager, m_playerManager, m_mediaData, std::move(openMovie)})
 {
+    connect(&m_procManager, &ProcessManager::recordingFreed, this, &AppViewModel::forgetRead);
     connect(&m_loader, &RecordingLoader::began, this, &AppViewModel::cancelLoading);
     if (isAutoLoad) {
         connect(&m_cardSession, &CardSession::listed, this, &AppViewModel::startLoading);

@@ -4,7 +4,6 @@
 #include "backgroundextraction.h"
 #include "card/processmanager.h"
 #include "cardsession.h"
-#include "extractions.h"
 #include "media/mediadataviewmodel.h"
 #include "playback/multitrackplayer.h"
 #include "recordingloader.h"
@@ -64,7 +63,6 @@ private:
     MultiTrackPlayer m_playerManager;
     MediaDataViewModel m_mediaData;
 
-    Extractions m_extractions;
     CardSession m_cardSession;
     BackgroundExtraction m_backgroundExtraction;
     RecordingLoader m_loader;

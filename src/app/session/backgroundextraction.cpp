@@ -4,7 +4,6 @@
 #include "card/processmanager.h"
 #include "common/log.h"
 #include "common/task.h"
-#include "extractions.h"
 
 #include <algorithm>
 #include <QCoroSignal>
@@ -20,12 +19,10 @@ constexpr quint64 largestCountedSize = 4ull << 30;
 
 } // namespace
 
-BackgroundExtraction::BackgroundExtraction(AppState &state, ProcessManager &tools, Extractions &extractions,
-                                           QObject *parent)
+BackgroundExtraction::BackgroundExtraction(AppState &state, ProcessManager &tools, QObject *parent)
     : QObject(parent)
     , m_state(state)
     , m_tools(tools)
-    , m_extractions(extractions)
 {
 }
 
@@ -77,9 +74,9 @@ QCoro::Task<> BackgroundExtraction::extractItem(int index, std::stop_token cance
     if (!isToBeRead(index))
         co_return;
     const FileListItem item = m_state.fileList().at(index);
-    co_await m_extractions.extract(item);
+    const Extraction extraction = co_await m_tools.extract(item.cardPath(), item.size);
     if (self && !cancelled.stop_requested())
-        m_state.storeRead(item.id, m_tools.fileSize(item.cardPath(), true));
+        m_state.storeRead(item.id, extraction.size);
 }
 
 /// Nothing is begun while a modal alert is up, whose answer may delete the folder, or while the disk has no

@@ -6,7 +6,6 @@
 #include <stop_token>
 
 class AppState;
-class Extractions;
 class ProcessManager;
 
 /// Extracts the recordings of the list one by one ahead of the user, newest first. Main thread.
@@ -14,8 +13,7 @@ class BackgroundExtraction : public QObject
 {
     Q_OBJECT
 public:
-    BackgroundExtraction(AppState &state, ProcessManager &tools, Extractions &extractions,
-                         QObject *parent = nullptr);
+    BackgroundExtraction(AppState &state, ProcessManager &tools, QObject *parent = nullptr);
 
     void start(); ///< in place of a running one
     void cancel(); ///< at the next check; a tool that is running goes on to its end
@@ -30,7 +28,6 @@ private:
 
     AppState &m_state;
     ProcessManager &m_tools;
-    Extractions &m_extractions;
     std::optional<std::stop_source> m_task;
     bool m_isLoading = false;
 };

@@ -21,6 +21,7 @@ CardSession::CardSession(AppState &state, ProcessManager &tools, QObject *parent
 void CardSession::begin()
 {
     m_state.raiseCardSession();
+    m_tools.endToolWork(); // for another card that was there
     m_state.setSelectedTab(0);
     if (m_state.isAllChecked())
         m_state.setAllChecked(false);
@@ -43,6 +44,7 @@ QCoro::Task<> CardSession::readCard(quint64 session)
 void CardSession::end()
 {
     m_state.raiseCardSession();
+    m_tools.endToolWork();
     m_state.setFileList({});
     m_state.clearRows();
     m_tools.deleteDirectory(processvalues::tempRoot() + QStringLiteral("cfg"));

@@ -7,7 +7,6 @@
 #include "common/log.h"
 #include "common/processvalues.h"
 #include "common/task.h"
-#include "extractions.h"
 #include "media/embeddeddata.h"
 #include "media/mediadataviewmodel.h"
 #include "playback/multitrackplayer.h"
@@ -61,27 +60,54 @@ QCoro::Task<Selection> RecordingLoader::run(FileListItem item)
     co_await sleepFor(highlightTime);
     if (!here.isCurrent())
         co_return Selection::Dropped;
-    if (item.read == 0) {
-        co_await fetch(item);
-        if (!here.isCurrent())
-            co_return Selection::Dropped;
-    }
+    const Extraction extraction = co_await fetch(item);
+    if (!here.isCurrent())
+        co_return Selection::Dropped;
+    if (const auto end = endOfFailed(item, extraction))
+        co_return *end;
     const Selection selection = co_await play(item);
     if (here.isCardGone() && selection != Selection::Plays)
         m_state.setAlertMessage(messages::cardRemoved());
     co_return selection;
 }
 
-/// The size goes to the row alone: the background task still takes this recording for one to be extracted.
-QCoro::Task<> RecordingLoader::fetch(FileListItem item)
+/// A recording that lies there whole is there at once; one that is just extracted is waited for. The size
+/// goes to the row alone: the background task still takes this recording for one to be extracted.
+QCoro::Task<Extraction> RecordingLoader::fetch(FileListItem item)
 {
     const SessionMark here(this, m_state);
-    m_state.setProcMessage(messages::fetching());
-    co_await m_way.extractions.extract(item);
-    if (here.isCurrent())
-        m_state.rows()->setRead(m_state.rows()->rowOf(item.id), m_way.tools.fileSize(item.cardPath(), true));
-    if (here.isCurrent() || here.isCardGone())
+    const int row = m_state.rows()->rowOf(item.id);
+    const bool isFirst = (row < 0 ? item : m_state.filtered().at(row)).read == 0;
+    if (isFirst)
+        m_state.setProcMessage(messages::fetching());
+    m_way.tools.setRecordingsInUse({item.cardPath()});
+    const Extraction extraction = co_await m_way.tools.extract(item.cardPath(), item.size);
+    if (isFirst && here.isCurrent())
+        m_state.rows()->setRead(m_state.rows()->rowOf(item.id), extraction.size);
+    if (isFirst && (here.isCurrent() || here.isCardGone()))
         m_state.setProcMessage(std::nullopt);
+    co_return extraction;
+}
+
+/// What the card doesn't give whole, or not at all, is the recording's damage; it goes on and shows there.
+std::optional<Selection> RecordingLoader::endOfFailed(const FileListItem &item, const Extraction &extraction)
+{
+    switch (extraction.outcome) {
+    case Extraction::Outcome::Whole:
+    case Extraction::Outcome::Incomplete:
+    case Extraction::Outcome::Missing: return std::nullopt;
+    case Extraction::Outcome::CardGone:
+    case Extraction::Outcome::Cancelled: return Selection::Dropped;
+    case Extraction::Outcome::DiskFull: m_state.setAlertMessage(messages::diskFull(extraction.reason)); break;
+    case Extraction::Outcome::ToolFailed:
+        m_state.setAlertMessage(messages::notRead(extraction.reason));
+        break;
+    }
+    logLine(
+        QStringLiteral("[AppViewModel] select ") + item.cardPath() + QStringLiteral(" -> ")
+        + (extraction.outcome == Extraction::Outcome::DiskFull ? QStringLiteral("no room on ") : QString())
+        + extraction.reason);
+    return Selection::Failed;
 }
 
 QCoro::Task<Selection> RecordingLoader::play(FileListItem item)
@@ -246,10 +272,13 @@ QCoro::Task<> RecordingLoader::preloadPrevious(int index)
 {
     const SessionMark here(this, m_state);
     const FileList &rows = m_state.filtered();
-    if (index < 1 || index >= rows.size() || rows.at(index - 1).read != 0)
+    if (index < 1 || index >= rows.size())
         co_return;
     const FileListItem item = rows.at(index - 1);
-    co_await m_way.extractions.extract(item);
+    m_way.tools.setRecordingsInUse({rows.at(index).cardPath(), item.cardPath()});
+    if (item.read != 0)
+        co_return;
+    const Extraction extraction = co_await m_way.tools.extract(item.cardPath(), item.size);
     if (here.isCurrent())
-        m_state.rows()->setRead(m_state.rows()->rowOf(item.id), m_way.tools.fileSize(item.cardPath(), true));
+        m_state.rows()->setRead(m_state.rows()->rowOf(item.id), extraction.size);
 }

@@ -1,13 +1,14 @@
 #pragma once
 
+#include "card/extraction.h"
 #include "engine/movie.h"
 #include "media/filelistitem.h"
 
+#include <optional>
 #include <QCoroTask>
 #include <QObject>
 
 class AppState;
-class Extractions;
 class MediaDataViewModel;
 class MultiTrackPlayer;
 class ProcessManager;
@@ -28,7 +29,6 @@ public:
     /// What the way leads through. All of it outlives the loader.
     struct Stations {
         ProcessManager &tools;
-        Extractions &extractions;
         MultiTrackPlayer &player;
         MediaDataViewModel &telemetry;
         MovieOpener openMovie;
@@ -63,7 +63,8 @@ private:
     class SessionCheck;
 
     QCoro::Task<Selection> run(FileListItem item);
-    QCoro::Task<> fetch(FileListItem item);
+    QCoro::Task<Extraction> fetch(FileListItem item);
+    std::optional<Selection> endOfFailed(const FileListItem &item, const Extraction &extraction);
     QCoro::Task<Selection> play(FileListItem item);
     QCoro::Task<Playable> makePlayable(FileListItem item, WorkFiles files);
     QCoro::Task<QString> withSound(FileListItem item, WorkFiles files, int audioCount);

@@ -60,6 +60,14 @@ void AppState::storeRead(const QUuid &id, quint64 bytes)
     m_rows.setRead(m_rows.rowOf(id), bytes);
 }
 
+void AppState::forgetRead(const QString &cardPath)
+{
+    const auto isIt = [&](const FileListItem &entry) { return entry.cardPath() == cardPath; };
+    const auto item = std::find_if(m_fileList.cbegin(), m_fileList.cend(), isIt);
+    if (item != m_fileList.cend())
+        storeRead(item->id, 0);
+}
+
 FileList AppState::checkedItems() const
 {
     FileList checked;

@@ -53,6 +53,7 @@ public:
     [[nodiscard]] bool isListed(const QUuid &id) const; ///< in either list
     /// The size of a recording's extracted copy, to both lists.
     void storeRead(const QUuid &id, quint64 bytes);
+    void forgetRead(const QString &cardPath); ///< the copy isn't there any more
     [[nodiscard]] FileList checkedItems() const; ///< in list order
     Q_INVOKABLE void setChecked(int row, bool isChecked) { m_rows.setChecked(row, isChecked); }
 

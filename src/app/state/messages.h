@@ -11,6 +11,8 @@ namespace messages {
 
 // To acknowledge.
 [[nodiscard]] QString damaged(); ///< of the recording alone, never of what went wrong here
+[[nodiscard]] QString diskFull(const QString &disk); ///< its mount point
+[[nodiscard]] QString notRead(const QString &reason); ///< from the card
 [[nodiscard]] QString cardRemoved(); ///< while a recording was on its way
 [[nodiscard]] QString locationSaved();
 [[nodiscard]] QString gSensorSaved();
