@@ -35,7 +35,7 @@ TrackPlayerList openVideos(const QString &path, int atMost)
 {
     const OpenedMovie opened = QCoro::waitFor(openMovie(path));
     if (!opened.movie)
-        qFatal("%s", qPrintable(opened.error));
+        qFatal("%s", qPrintable(opened.error.text));
     TrackPlayerList players;
     for (const TrackInfo &track : opened.movie->tracks())
         if (track.kind == TrackKind::Video && players.size() < atMost)

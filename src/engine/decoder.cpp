@@ -19,13 +19,14 @@ int decoderThreads(const TrackReader &reader)
 
 } // namespace
 
-CodecPtr openDecoder(const TrackReader &reader, QString *error)
+CodecPtr openDecoder(const TrackReader &reader, MovieError *error)
 {
     const AVStream &stream = reader.stream();
     const AVCodec *codec = avcodec_find_decoder(stream.codecpar->codec_id);
     if (!codec) {
-        *error = QStringLiteral("No decoder for %1")
-                     .arg(QLatin1String(avcodec_get_name(stream.codecpar->codec_id)));
+        *error = {MovieError::Kind::Unsupported,
+                  QStringLiteral("No decoder for %1")
+                      .arg(QLatin1String(avcodec_get_name(stream.codecpar->codec_id)))};
         return nullptr;
     }
     CodecPtr decoder(avcodec_alloc_context3(codec));
@@ -39,6 +40,6 @@ CodecPtr openDecoder(const TrackReader &reader, QString *error)
     }
     if (result >= 0)
         return decoder;
-    *error = avErrorText(result);
+    *error = MovieError::ofLibav(result);
     return nullptr;
 }

@@ -27,13 +27,13 @@ bool isHeaderEnough(const AVFormatContext &format)
 
 } // namespace
 
-std::unique_ptr<Demuxer> Demuxer::open(std::shared_ptr<const MovieSource> source, QString *error)
+std::unique_ptr<Demuxer> Demuxer::open(std::shared_ptr<const MovieSource> source, MovieError *error)
 {
     std::unique_ptr<Demuxer> demuxer(new Demuxer(std::move(source)));
     const int result = demuxer->openFormat();
     if (result >= 0)
         return demuxer;
-    *error = avErrorText(result);
+    *error = MovieError::ofLibav(result);
     return nullptr;
 }
 

@@ -15,7 +15,7 @@ public:
 
     /// Reads the headers, for a bounded time, which goes on to count for what is read until setDeadline().
     /// Without a result, error tells why.
-    static std::unique_ptr<Demuxer> open(std::shared_ptr<const MovieSource> source, QString *error);
+    static std::unique_ptr<Demuxer> open(std::shared_ptr<const MovieSource> source, MovieError *error);
     ~Demuxer();
     Q_DISABLE_COPY_MOVE(Demuxer)
 

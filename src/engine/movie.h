@@ -1,5 +1,6 @@
 #pragma once
 
+#include "movieerror.h"
 #include "trackplayer.h"
 
 #include <functional>
@@ -19,7 +20,7 @@ struct TrackInfo {
 /// A player, or the reason why there is none.
 struct MadePlayer {
     TrackPlayerPtr player;
-    QString error;
+    MovieError error;
 };
 
 /// A movie file that was opened once. All its players read through descriptors opened with it, so the file
@@ -35,7 +36,7 @@ public:
 /// A movie, or the reason why there is none.
 struct OpenedMovie {
     std::shared_ptr<Movie> movie;
-    QString error;
+    MovieError error;
 };
 /// Opens a movie off the main thread.
 using MovieOpener = std::function<QCoro::Task<OpenedMovie>(QString path)>;

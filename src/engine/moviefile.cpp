@@ -13,13 +13,13 @@ namespace {
 struct FileHead {
     std::shared_ptr<const MovieSource> source;
     QList<TrackInfo> tracks;
-    QString error;
+    MovieError error;
 };
 
 struct OpenedTrack {
     std::shared_ptr<TrackReader> reader;
     std::shared_ptr<AVCodecContext> decoder;
-    QString error;
+    MovieError error;
 };
 
 /// Apart from the global one, which others fill with long work.
@@ -91,7 +91,7 @@ QCoro::Task<OpenedMovie> openOn(QString path, HostClockMaker makeClock)
     const FileHead head = co_await reading;
     OpenedMovie opened;
     opened.error = head.error;
-    if (head.error.isEmpty())
+    if (head.error.kind == MovieError::Kind::None)
         opened.movie = std::make_shared<MovieFile>(head, makeClock());
     co_return opened;
 }
@@ -107,15 +107,4 @@ QCoro::Task<OpenedMovie> openMovie(QString path)
 MovieOpener movieOpener(HostClockMaker makeClock)
 {
     return [makeClock = std::move(makeClock)](QString path) { return openOn(std::move(path), makeClock); };
-}
-
-QCoro::Task<TrackCounts> countTracks(QString path)
-{
-    QFuture<FileHead> reading = QtConcurrent::run(enginePool(), readHead, path);
-    const FileHead head = co_await reading;
-    TrackCounts counts;
-    counts.error = head.error;
-    for (const TrackInfo &track : head.tracks)
-        (track.kind == TrackKind::Video ? counts.video : counts.audio)++;
-    co_return counts;
 }

@@ -6,17 +6,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-std::shared_ptr<const MovieSource> MovieSource::open(const QString &path, QString *error)
+std::shared_ptr<const MovieSource> MovieSource::open(const QString &path, MovieError *error)
 {
     // Not blocking, since the name may be that of a pipe.
     const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) {
-        *error = qt_error_string(errno);
+        *error = {MovieError::Kind::Unreadable, qt_error_string(errno)};
         return nullptr;
     }
     struct stat status = {};
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-        *error = QStringLiteral("Not a regular file");
+        *error = {MovieError::Kind::Unreadable, QStringLiteral("Not a regular file")};
         ::close(descriptor);
         return nullptr;
     }

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "movieerror.h"
+
 #include <memory>
-#include <QString>
 
 /// An opened file that any number of demuxers read, each at its own place. It stays readable when its name is
 /// given to another file or to none. Any thread.
@@ -9,7 +10,7 @@ class MovieSource
 {
 public:
     /// Regular files only; without a result, error tells why.
-    static std::shared_ptr<const MovieSource> open(const QString &path, QString *error);
+    static std::shared_ptr<const MovieSource> open(const QString &path, MovieError *error);
     ~MovieSource();
     Q_DISABLE_COPY_MOVE(MovieSource)
 

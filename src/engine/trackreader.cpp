@@ -55,18 +55,18 @@ std::optional<TrackInfo> trackInfoOf(const AVFormatContext &format, int index)
 }
 
 std::unique_ptr<TrackReader> TrackReader::open(std::shared_ptr<const MovieSource> source, int index,
-                                               QString *error)
+                                               MovieError *error)
 {
     std::unique_ptr<Demuxer> demuxer = Demuxer::open(std::move(source), error);
     if (!demuxer)
         return nullptr;
     if (index < 0 || index >= static_cast<int>(demuxer->format()->nb_streams)) {
-        *error = QStringLiteral("No such track");
+        *error = {MovieError::Kind::NoMovie, QStringLiteral("No such track")};
         return nullptr;
     }
     std::unique_ptr<TrackReader> reader(new TrackReader(std::move(demuxer), index));
     if (!reader->findStart()) {
-        *error = QStringLiteral("The track holds no data that can be read");
+        *error = {MovieError::Kind::NoMovie, QStringLiteral("The track holds no data that can be read")};
         return nullptr;
     }
     reader->findReadableEnd();

@@ -17,7 +17,7 @@ class TrackReader
 public:
     /// Without a result, error tells why.
     static std::unique_ptr<TrackReader> open(std::shared_ptr<const MovieSource> source, int index,
-                                             QString *error);
+                                             MovieError *error);
 
     [[nodiscard]] const AVStream &stream() const { return *m_stream; }
     [[nodiscard]] Nanoseconds duration() const { return m_duration; } ///< as the file tells it

@@ -44,62 +44,90 @@ QObjectList MultiTrackPlayer::videoPlayerObjects() const
 
 void MultiTrackPlayer::clearVideoPlayers()
 {
+    m_loadNumber++;
+    m_deferred.reset();
+    dropVideoPlayers();
+}
+
+void MultiTrackPlayer::dropVideoPlayers()
+{
     dropObservers();
     if (m_videoPlayers.isEmpty())
         return;
-    // The list is empty before the players go, so that no view is told of one that is half gone.
+    // The list is empty before the players go, so that no view hears of one that is half gone.
     const TrackPlayerList dropped = std::exchange(m_videoPlayers, {});
     Q_EMIT videoPlayersChanged();
 }
 
-QCoro::Task<std::optional<QString>> MultiTrackPlayer::loadTracks(QUrl url)
+QCoro::Task<std::optional<MovieError>> MultiTrackPlayer::loadTracks(QUrl url)
 {
     const QPointer<MultiTrackPlayer> self(this);
+    const quint64 load = ++m_loadNumber;
+    m_deferred.reset();
+    const MovieError superseded{MovieError::Kind::Superseded, QStringLiteral("Nobody waits for it any more")};
     const QString path = url.toLocalFile();
     const OpenedMovie opened = co_await m_open(path);
-    if (!self)
-        co_return QStringLiteral("The player is gone");
+    if (!self || m_loadNumber != load)
+        co_return superseded;
     if (!opened.movie)
         co_return opened.error;
 
     setCurrentTime(0);
     m_jumpCount++;
-    clearVideoPlayers();
+    dropVideoPlayers();
     m_audioPlayer.reset();
-    TrackPlayerList videos; // whole, whatever becomes of the published list meanwhile
-    for (const TrackInfo &track : tracksOf(*opened.movie, TrackKind::Video)) {
-        if (videos.size() == maximumChannels)
-            break;
-        const TrackPlayerPtr player = co_await makeTrackPlayer(opened.movie, track);
-        if (!self)
-            co_return QStringLiteral("The player is gone");
-        if (player) {
-            videos.append(player);
-            m_videoPlayers = videos;
-            Q_EMIT videoPlayersChanged();
-        }
-    }
-    const QList<TrackInfo> sounds = tracksOf(*opened.movie, TrackKind::Audio);
-    if (!sounds.isEmpty()) {
-        const TrackInfo sound = sounds.first();
-        const TrackPlayerPtr player = co_await makeTrackPlayer(opened.movie, sound);
-        if (!self)
-            co_return QStringLiteral("The player is gone");
-        m_audioPlayer = player;
-    }
-    observeFirstPlayer();
-    setVolume(m_preferences.volume());
+    m_deferred.emplace();
+    Tracks tracks = co_await makeTracks(opened.movie);
+    if (!self || m_loadNumber != load)
+        co_return superseded;
+    publish(std::move(tracks));
     co_return std::nullopt;
+}
+
+QCoro::Task<MultiTrackPlayer::Tracks> MultiTrackPlayer::makeTracks(std::shared_ptr<Movie> movie)
+{
+    Tracks tracks;
+    for (const TrackInfo &track : tracksOf(*movie, TrackKind::Video)) {
+        if (tracks.videos.size() == maximumChannels)
+            break;
+        const TrackPlayerPtr player = co_await makeTrackPlayer(movie, track);
+        if (player)
+            tracks.videos.append(player);
+    }
+    const QList<TrackInfo> sounds = tracksOf(*movie, TrackKind::Audio);
+    if (!sounds.isEmpty())
+        tracks.audio = co_await makeTrackPlayer(movie, sounds.first());
+    co_return tracks;
 }
 
 QCoro::Task<TrackPlayerPtr> MultiTrackPlayer::makeTrackPlayer(std::shared_ptr<Movie> movie, TrackInfo track)
 {
     const MadePlayer made = co_await movie->makePlayer(track);
-    if (!made.player && !made.error.isEmpty())
-        logLine(QStringLiteral("Failed to insert track: ") + made.error);
+    if (!made.player && !made.error.text.isEmpty())
+        logLine(QStringLiteral("Failed to insert track: ") + made.error.text);
     if (made.player)
         QQmlEngine::setObjectOwnership(made.player.get(), QQmlEngine::CppOwnership);
     co_return made.player;
+}
+
+void MultiTrackPlayer::publish(Tracks tracks)
+{
+    m_audioPlayer = std::move(tracks.audio);
+    m_videoPlayers = std::move(tracks.videos);
+    observeFirstPlayer();
+    setVolume(m_preferences.volume());
+    carryOutDeferred();
+    if (!m_videoPlayers.isEmpty())
+        Q_EMIT videoPlayersChanged();
+}
+
+void MultiTrackPlayer::carryOutDeferred()
+{
+    const Deferred deferred = std::exchange(m_deferred, std::nullopt).value_or(Deferred());
+    if (deferred.progress)
+        seek(*deferred.progress);
+    if (deferred.plays)
+        command([](TrackPlayer &player) { player.play(); });
 }
 
 void MultiTrackPlayer::observeFirstPlayer()
@@ -157,12 +185,16 @@ template <typename Command> void MultiTrackPlayer::command(Command send) const
 void MultiTrackPlayer::play()
 {
     command([](TrackPlayer &player) { player.play(); });
+    if (m_deferred)
+        m_deferred->plays = true;
     setPlayState(true, false);
 }
 
 void MultiTrackPlayer::pause()
 {
     command([](TrackPlayer &player) { player.pause(); });
+    if (m_deferred)
+        m_deferred->plays = false;
     setPlayState(false, false);
 }
 
@@ -174,6 +206,8 @@ void MultiTrackPlayer::stop()
         player.pause();
         player.seek(0, SeekTolerance::Default);
     });
+    if (m_deferred)
+        m_deferred.emplace();
     setCurrentTime(0);
     setProgress(0);
     setPlayState(false, true);
@@ -204,6 +238,8 @@ void MultiTrackPlayer::seekPlayers(double seconds)
     m_jumpCount++;
     m_hasEnded = false;
     command([time = onTick(seconds)](TrackPlayer &player) { player.seek(time, SeekTolerance::Exact); });
+    if (m_deferred)
+        m_deferred->progress = seconds / m_duration;
 }
 
 void MultiTrackPlayer::setVolume(double level)

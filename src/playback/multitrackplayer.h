@@ -37,6 +37,7 @@ public:
     [[nodiscard]] const TrackPlayerList &videoPlayers() const { return m_videoPlayers; }
     [[nodiscard]] QObjectList videoPlayerObjects() const;
     [[nodiscard]] int videoPlayerCount() const { return int(m_videoPlayers.size()); }
+    /// A load that is under way gives up.
     void clearVideoPlayers();
     [[nodiscard]] TrackPlayerPtr audioPlayer() const { return m_audioPlayer; }
 
@@ -53,9 +54,10 @@ public:
 
     std::function<void()> onPlaybackEnded; ///< the first channel reached its end
 
-    /// Replaces the tracks by those of the movie and doesn't start them. Gives the reason if the movie can't
-    /// be opened; the tracks stay then. Loads must not overlap.
-    QCoro::Task<std::optional<QString>> loadTracks(QUrl url);
+    /// Replaces the tracks by those of the movie and doesn't start them; all are published at once. What is
+    /// commanded from when the former ones are gone reaches the new ones. Returns why if the movie can't be
+    /// opened; the tracks stay then. A later load takes the place of one that is under way.
+    QCoro::Task<std::optional<MovieError>> loadTracks(QUrl url);
 
     Q_INVOKABLE void play();
     Q_INVOKABLE void pause();
@@ -73,7 +75,20 @@ Q_SIGNALS:
     void playStateChanged();
 
 private:
-    QCoro::Task<TrackPlayerPtr> makeTrackPlayer(std::shared_ptr<Movie> movie, TrackInfo track);
+    struct Tracks {
+        TrackPlayerList videos;
+        TrackPlayerPtr audio;
+    };
+    /// What was commanded while there were no tracks to command.
+    struct Deferred {
+        bool plays;
+        std::optional<double> progress;
+    };
+    static QCoro::Task<Tracks> makeTracks(std::shared_ptr<Movie> movie);
+    static QCoro::Task<TrackPlayerPtr> makeTrackPlayer(std::shared_ptr<Movie> movie, TrackInfo track);
+    void publish(Tracks tracks);
+    void carryOutDeferred();
+    void dropVideoPlayers();
     void observeFirstPlayer();
     void dropObservers();
     void applyReport(double seconds);
@@ -90,6 +105,8 @@ private:
     TrackPlayerPtr m_audioPlayer;
     QMetaObject::Connection m_timeObserver;
     QMetaObject::Connection m_endObserver;
+    quint64 m_loadNumber = 0; ///< of the newest load; raised to have it given up, too
+    std::optional<Deferred> m_deferred; ///< while the newest load makes its tracks
     quint64 m_jumpCount = 0; ///< a report that was sent before the last jump is outdated
     bool m_hasEnded = false;
     double m_currentTime = 0;

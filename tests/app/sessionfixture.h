@@ -138,7 +138,7 @@ private:
         while (name == heldOpening)
             co_await sleepFor(std::chrono::milliseconds(5));
         if (!isOpen) {
-            movie.error = QStringLiteral("can't open");
+            movie.error = {MovieError::Kind::NoMovie, QStringLiteral("can't open")};
             co_return movie;
         }
         const QByteArray text = file.readAll();

@@ -99,7 +99,7 @@ void SeekingTest::theLaterOfTwoSeeksIsShown()
     QFETCH(const QString, path);
     QFETCH(const int, pairs);
     const OpenedMovie opened = QCoro::waitFor(openMovie(path));
-    QVERIFY2(opened.movie, qPrintable(opened.error));
+    QVERIFY2(opened.movie, qPrintable(opened.error.text));
     TrackPlayerList players;
     for (const TrackInfo &track : opened.movie->tracks())
         players.append(QCoro::waitFor(opened.movie->makePlayer(track)).player);
@@ -131,10 +131,10 @@ void SeekingTest::theLaterOfTwoSeeksIsShown()
 void SeekingTest::theLaterOfTwoSeeksIsHeard()
 {
     constexpr int rate = 48000;
-    QString error;
+    MovieError error;
     const auto source = MovieSource::open(m_clips->plain(), &error);
     const std::shared_ptr<TrackReader> reader = TrackReader::open(source, channels, &error);
-    QVERIFY2(reader, qPrintable(error));
+    QVERIFY2(reader, qPrintable(error.text));
     QAudioFormat format;
     format.setSampleRate(rate);
     format.setChannelCount(1);

@@ -61,7 +61,7 @@ void SoundPlaybackTest::cleanup()
 void SoundPlaybackTest::open()
 {
     const OpenedMovie opened = QCoro::waitFor(openMovie(m_clips->plain()));
-    QVERIFY2(opened.movie, qPrintable(opened.error));
+    QVERIFY2(opened.movie, qPrintable(opened.error.text));
     for (const TrackInfo &track : opened.movie->tracks()) {
         TrackPlayerPtr &player = track.kind == TrackKind::Video ? m_picture : m_audio;
         if (!player)

@@ -20,6 +20,9 @@ private Q_SLOTS:
     void loadKeepsEverythingIfTheMovieDoesNotOpen();
     void loadSkipsBrokenTracksAndTakesFiveAtMost();
     void loadWithoutVideoKeepsDurationAndProgress();
+    void commandsDuringALoadReachAllTracksAtItsEnd_data();
+    void commandsDuringALoadReachAllTracksAtItsEnd();
+    void aLoadGivesWayToWhatComesAfterIt();
     void reportsMoveTimeOneTurnLater();
     void outdatedReportsAreDropped_data();
     void outdatedReportsAreDropped();
@@ -161,8 +164,8 @@ void MultiTrackPlayerTest::loadKeepsEverythingIfTheMovieDoesNotOpen()
     deliverReport(4);
     const TrackPlayerList before = m_player->videoPlayers();
     const TrackPlayerPtr sound = m_player->audioPlayer();
-    m_next = {nullptr, QStringLiteral("No such file")};
-    QCOMPARE(QCoro::waitFor(m_player->loadTracks(QUrl())), QStringLiteral("No such file"));
+    m_next = {nullptr, {MovieError::Kind::Unreadable, QStringLiteral("No such file")}};
+    QCOMPARE(QCoro::waitFor(m_player->loadTracks(QUrl())).value().text, QStringLiteral("No such file"));
     QCOMPARE(m_player->videoPlayers(), before);
     QCOMPARE(m_player->audioPlayer(), sound);
     QCOMPARE(m_player->currentTime(), 4.0);
@@ -198,6 +201,94 @@ void MultiTrackPlayerTest::loadWithoutVideoKeepsDurationAndProgress()
     QCOMPARE(m_player->duration(), 10.0);
     QCOMPARE(m_player->progress(), 0.4);
     QCOMPARE(m_player->currentTime(), 0.0);
+}
+
+void MultiTrackPlayerTest::commandsDuringALoadReachAllTracksAtItsEnd_data()
+{
+    using Commands = std::function<void(MultiTrackPlayer &)>;
+    QTest::addColumn<Commands>("commands");
+    QTest::addColumn<QStringList>("told");
+    QTest::addColumn<double>("time");
+    const auto row = [](const char *name, const Commands &commands, const QStringList &told, double time) {
+        QTest::newRow(name) << commands << told << time;
+    };
+    const QStringList play{QStringLiteral("video0 play"), QStringLiteral("video1 play"),
+                           QStringLiteral("audio0 play")};
+    const QStringList seek{QStringLiteral("video0 seek 10 exact"), QStringLiteral("video1 seek 10 exact"),
+                           QStringLiteral("audio0 seek 10 exact")};
+    row(
+        "play", [](auto &p) { p.play(); }, play, 0);
+    row(
+        "play and think again",
+        [](auto &p) {
+            p.play();
+            p.pause();
+        },
+        {}, 0);
+    row(
+        "a seek goes to its share of the new recording",
+        [](auto &p) {
+            p.play();
+            p.seek(0.5);
+        },
+        seek + play, 10);
+    row(
+        "a step as well", [](auto &p) { p.step(5); }, seek, 10);
+    row(
+        "stop goes back",
+        [](auto &p) {
+            p.seek(0.5);
+            p.play();
+            p.stop();
+        },
+        {}, 0);
+}
+
+void MultiTrackPlayerTest::commandsDuringALoadReachAllTracksAtItsEnd()
+{
+    QFETCH(const std::function<void(MultiTrackPlayer &)>, commands);
+    load(std::make_shared<ScriptedMovie>(QList<double>{10}, QList<double>{}));
+    const auto movie = std::make_shared<ScriptedMovie>(QList<double>{20, 20}, QList<double>{20});
+    movie->openingTime = std::chrono::milliseconds(2);
+    m_next = {movie, {}};
+    QList<int> counts;
+    connect(m_player.get(), &MultiTrackPlayer::videoPlayersChanged, this,
+            [&] { counts.append(m_player->videoPlayerCount()); });
+    const auto loading = m_player->loadTracks(QUrl());
+    commands(*m_player);
+    QVERIFY(!loading.isReady());
+    QTRY_VERIFY(loading.isReady());
+    QCOMPARE(counts, (QList<int>{0, 2})); // all at once
+    movie->log->removeIf([](const QString &command) { return command.contains(u"volume"); });
+    QTEST(*movie->log, "told");
+    QTEST(m_player->currentTime(), "time");
+    QCOMPARE(m_player->isPlaying(), movie->log->contains(QStringLiteral("video0 play")));
+}
+
+void MultiTrackPlayerTest::aLoadGivesWayToWhatComesAfterIt()
+{
+    const auto slow = [](double seconds) {
+        auto movie = std::make_shared<ScriptedMovie>(QList<double>{seconds, seconds}, QList<double>{});
+        movie->openingTime = std::chrono::milliseconds(2);
+        return movie;
+    };
+    const auto isSuperseded = [](const std::optional<MovieError> &error) {
+        return error && error->kind == MovieError::Kind::Superseded;
+    };
+    m_next = {slow(10), {}};
+    auto first = m_player->loadTracks(QUrl());
+    m_player->play();
+    m_next = {slow(20), {}};
+    auto second = m_player->loadTracks(QUrl());
+    QVERIFY(isSuperseded(QCoro::waitFor(std::move(first))));
+    QCOMPARE(QCoro::waitFor(std::move(second)), std::nullopt);
+    QCOMPARE(m_player->duration(), 20.0);
+
+    m_next = {slow(30), {}};
+    auto third = m_player->loadTracks(QUrl());
+    m_player->clearVideoPlayers(); // the card is gone
+    QVERIFY(isSuperseded(QCoro::waitFor(std::move(third))));
+    QVERIFY(m_player->videoPlayers().isEmpty());
 }
 
 void MultiTrackPlayerTest::reportsMoveTimeOneTurnLater()

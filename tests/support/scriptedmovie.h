@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/task.h"
 #include "engine/movie.h"
 
 #include <QStringList>
@@ -60,13 +61,15 @@ public:
     QCoro::Task<MadePlayer> makePlayer(TrackInfo track) override
     {
         MadePlayer made;
+        co_await sleepFor(openingTime);
         if (brokenTracks.contains(track.index))
-            made.error = brokenTracks.value(track.index);
+            made.error = {MovieError::Kind::Unsupported, brokenTracks.value(track.index)};
         else
             made.player = std::make_shared<ScriptedTrackPlayer>(nameOf(track), track.durationSeconds, log);
         co_return made;
     }
 
+    std::chrono::milliseconds openingTime{0}; ///< of each track
     std::shared_ptr<QStringList> log = std::make_shared<QStringList>();
     QHash<int, QString> brokenTracks; ///< index in the file -> the reason
 

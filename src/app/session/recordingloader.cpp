@@ -212,13 +212,13 @@ QCoro::Task<QString> RecordingLoader::withSound(FileListItem item, WorkFiles fil
 QCoro::Task<bool> RecordingLoader::loadMp4(QString path)
 {
     const SessionMark here(this, m_state);
-    const std::optional<QString> error = co_await m_way.player.loadTracks(QUrl::fromLocalFile(path));
+    const std::optional<MovieError> error = co_await m_way.player.loadTracks(QUrl::fromLocalFile(path));
     if (here.isCardGone())
         m_way.player.clearVideoPlayers();
     if (!here.isCurrent())
         co_return false;
     if (error) {
-        logLine(QStringLiteral("[AppViewModel] loadMp4 failure: ") + *error);
+        logLine(QStringLiteral("[AppViewModel] loadMp4 failure: ") + error->text);
         co_return false;
     }
     m_state.setVideoPlayers(m_way.player.videoPlayers());
@@ -250,7 +250,8 @@ QCoro::Task<int> RecordingLoader::countTracks(QString path, TrackKind kind, QStr
 {
     const OpenedMovie opened = co_await m_way.openMovie(std::move(path));
     if (!opened.movie) {
-        logLine(QStringLiteral("[AppViewModel] ") + operation + QStringLiteral(" failure: ") + opened.error);
+        logLine(QStringLiteral("[AppViewModel] ") + operation + QStringLiteral(" failure: ")
+                + opened.error.text);
         co_return 0;
     }
     const QList<TrackInfo> tracks = opened.movie->tracks();
