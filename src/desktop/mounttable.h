@@ -1,6 +1,6 @@
 #pragma once
 
-#include "volumelist.h"
+#include "volume.h"
 
 #include <functional>
 #include <optional>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "demuxer.h"
-#include "movie.h"
 #include "nanoseconds.h"
+#include "trackinfo.h"
 
 #include <deque>
 #include <optional>

@@ -1,19 +1,23 @@
-// Takes the input for a whole file system and does with it what "ls" and "read" do. A corpus to begin with
-// are small images made by mke2fs, with files that have names of one letter:
-//   mke2fs -qF -t ext4 -b 1024 -N 16 -O ^has_journal,^resize_inode -d FOLDER IMAGE 64
+// Does with a file system what "ls" and "read" do. The input are its blocks of 1 KiB that hold anything, each
+// behind its number (two bytes, the lower one first), since a journal makes an image large. Files have names
+// of one letter.
 
 #include "blockmap.h"
 #include "carddevice.h"
 #include "directory.h"
 #include "extraction.h"
 #include "pathlookup.h"
+#include <algorithm>
 #include <cstdlib>
+#include <span>
 #include <sys/mman.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int maximumFiles = 20;
+constexpr std::size_t blockSize = 1024;
+constexpr unsigned blockCount = 4096;
 
 std::string targetPath()
 {
@@ -22,7 +26,8 @@ std::string targetPath()
     return made == nullptr ? std::abort(), std::string() : std::string(made) + "/target";
 }
 
-void extract(const CardDevice &device, const FileSystem &fs, const std::vector<std::string> &path, Findings &findings)
+void extract(const CardDevice &device, const FileSystem &fs, const std::vector<std::string> &path,
+             Findings &findings)
 {
     static const std::string targetName = targetPath();
     try {
@@ -47,14 +52,26 @@ void walk(const CardDevice &device, const FileSystem &fs, Findings &findings)
     }
 }
 
+UniqueFd imageOf(std::span<const unsigned char> input)
+{
+    UniqueFd image(memfd_create("card", MFD_CLOEXEC));
+    if (!image.isOpen() || ftruncate(image.get(), blockSize * blockCount) != 0)
+        std::abort();
+    while (input.size() > 2) {
+        const unsigned number = (input[0] | unsigned{input[1]} << 8) % blockCount;
+        const auto block = input.subspan(2, std::min(blockSize, input.size() - 2));
+        if (pwrite(image.get(), block.data(), block.size(), static_cast<off_t>(number * blockSize)) < 0)
+            std::abort();
+        input = input.subspan(2 + block.size());
+    }
+    return image;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, size_t size)
 {
-    UniqueFd memory(memfd_create("card", MFD_CLOEXEC));
-    if (!memory.isOpen() || write(memory.get(), data, size) != static_cast<ssize_t>(size))
-        std::abort();
-    const CardDevice device(std::move(memory), 0);
+    const CardDevice device(imageOf({data, size}), 0);
     Findings findings;
     try {
         const FileSystem fs(device, findings);

@@ -144,7 +144,7 @@ bool Usage::isMountedBySystem() const
     const auto table = parseMountTable(readWhole(m_system.mountTable));
     if (!table)
         throwUnknown(m_system.mountTable, ENODATA);
-    for (const MountEntry &mount : *table) {
+    for (const KernelMount &mount : *table) {
         const bool isSourceAPath = mount.source.starts_with('/');
         const std::optional<bool> isOnUs = isSourceAPath ? isOnDisk(mount.source) : false;
         // A share or a list of folders is no path of this machine; a missing device may have been ours.

@@ -76,12 +76,12 @@ std::string readWhole(const std::string &path)
 
 /// Fields of a line: id, parent, MAJOR:MINOR, root, mount point, options, any number of others, "-", type,
 /// source, options of the file system.
-std::optional<std::vector<MountEntry>> parseMountTable(std::string_view text)
+std::optional<std::vector<KernelMount>> parseMountTable(std::string_view text)
 {
     const auto lines = linesOf(text);
     if (!lines)
         return std::nullopt;
-    std::vector<MountEntry> entries;
+    std::vector<KernelMount> entries;
     for (const std::string_view line : *lines) {
         const std::vector<std::string_view> fields = split(line, ' ');
         const auto dash =

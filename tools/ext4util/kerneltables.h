@@ -11,14 +11,14 @@
 /// Throws std::filesystem::filesystem_error, also where the file is impossibly large.
 [[nodiscard]] std::string readWhole(const std::string &path);
 
-struct MountEntry {
+struct KernelMount {
     std::string number; ///< MAJOR:MINOR
     std::string folder;
     std::string source;
 };
 
 /// The entries of a mountinfo; none if a line is malformed or there is no line.
-[[nodiscard]] std::optional<std::vector<MountEntry>> parseMountTable(std::string_view text);
+[[nodiscard]] std::optional<std::vector<KernelMount>> parseMountTable(std::string_view text);
 
 /// The paths in a table of swaps; none if a line is malformed or the heading is missing.
 [[nodiscard]] std::optional<std::vector<std::string>> parseSwapTable(std::string_view text);
