@@ -2,9 +2,9 @@
 // the longest time for which the main thread took no event meanwhile: click_bench CARD_IMAGE RECORDING, where
 // RECORDING takes the place of the card's newest one. Each line on standard input is a click.
 #include "app/session/appviewmodel.h"
+#include "card/processvalues.h"
 #include "card/sdmanager.h"
 #include "common/preferences.h"
-#include "common/processvalues.h"
 #include "common/task.h"
 #include "desktop/imagedesktop.h"
 #include "engine/moviefile.h"

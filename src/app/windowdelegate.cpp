@@ -1,8 +1,8 @@
 #include "windowdelegate.h"
 
 #include "card/processmanager.h"
+#include "card/processvalues.h"
 #include "common/log.h"
-#include "common/processvalues.h"
 
 #include <QEvent>
 

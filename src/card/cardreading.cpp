@@ -1,11 +1,11 @@
 #include "processmanager.h"
 
 #include "common/log.h"
-#include "common/processvalues.h"
 #include "common/text.h"
 #include "desktop/desktop.h"
 #include "desktop/mounttable.h"
 #include "files.h"
+#include "processvalues.h"
 #include "settings/text/settingstext.h"
 #include "tooloutput.h"
 

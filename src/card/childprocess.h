@@ -1,5 +1,7 @@
 #pragma once
 
+#include "common/filedescriptor.h"
+
 #include <array>
 #include <chrono>
 #include <functional>
@@ -10,37 +12,6 @@
 #include <QString>
 #include <QTimer>
 #include <sys/types.h>
-#include <unistd.h>
-#include <utility>
-
-/// Owns a file descriptor.
-class FileDescriptor
-{
-public:
-    FileDescriptor() = default;
-    explicit FileDescriptor(int fd)
-        : m_fd(fd)
-    {
-    }
-    FileDescriptor(FileDescriptor &&other) noexcept
-        : m_fd(std::exchange(other.m_fd, -1))
-    {
-    }
-    FileDescriptor &operator=(FileDescriptor &&other) noexcept
-    {
-        std::swap(m_fd, other.m_fd);
-        return *this;
-    }
-    ~FileDescriptor()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    [[nodiscard]] int get() const { return m_fd; }
-
-private:
-    int m_fd = -1;
-};
 
 enum class Streams { Joined, Apart }; ///< standard output and standard error in one pipe, or in two
 

@@ -1,6 +1,6 @@
 #include "files.h"
 
-#include "childprocess.h"
+#include "common/filedescriptor.h"
 #include "common/text.h"
 
 #include <cerrno>

@@ -37,7 +37,7 @@ Mirror::Mirror(QString folder, Extractor extractor, DiskSpaceOf diskSpaceOf, QOb
     , m_folder(std::move(folder))
     , m_extractor(std::move(extractor))
     , m_diskSpaceOf(std::move(diskSpaceOf))
-    , m_trash(m_folder + QStringLiteral(".trash"))
+    , m_trash(m_folder)
 {
 }
 
@@ -51,6 +51,12 @@ void Mirror::clear()
         if (!error.isEmpty())
             logLine(QStringLiteral("[FileExtractor] deleteDirectory failed: ") + error);
     }
+}
+
+void Mirror::clearLeftovers()
+{
+    clear();
+    m_trash.remove(SessionFolder::takeAbandoned(SessionFolder::usualPlaces()));
 }
 
 void Mirror::setInUse(const QStringList &cardPaths) { m_inUse = {cardPaths.cbegin(), cardPaths.cend()}; }

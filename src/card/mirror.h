@@ -28,6 +28,8 @@ public:
     /// The folder's path ends in "/".
     Mirror(QString folder, Extractor extractor, DiskSpaceOf diskSpaceOf, QObject *parent = nullptr);
 
+    /// What killed programs left here and in folders of their own.
+    void clearLeftovers();
     /// A new card session: everything that was extracted goes, and what is still under way won't count.
     void clear();
 

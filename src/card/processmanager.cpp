@@ -2,12 +2,12 @@
 
 #include "common/bundle.h"
 #include "common/log.h"
-#include "common/processvalues.h"
+#include "common/userfolders.h"
 #include "desktop/desktop.h"
 #include "files.h"
+#include "processvalues.h"
 
 #include <QCoroFuture>
-#include <QStandardPaths>
 #include <QtConcurrentRun>
 
 using processvalues::tempRoot;
@@ -38,11 +38,10 @@ ProcessManager::ProcessManager(Desktop &desktop, QObject *parent)
 
 QCoro::Task<bool> ProcessManager::setup()
 {
-    const QString dataFolder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    const QString helperRoot =
-        dataFolder.isEmpty() ? tempRoot() : dataFolder + u'/' + applicationName() + u'/';
+    const QString helperRoot = userfolders::data() + u'/' + applicationName() + u'/';
     ensureDirectoryExists(helperRoot);
     ensureDirectoryExists(tempRoot());
+    m_mirror.clearLeftovers();
     return m_tools.setUp(helperRoot);
 }
 

@@ -1,8 +1,8 @@
 #include "sdmanager.h"
 
 #include "common/log.h"
-#include "common/processvalues.h"
 #include "desktop/diskwatcher.h"
+#include "processvalues.h"
 
 namespace {
 

@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr char trashName[] = ".trash";
+
 /// Both stop between two files.
 void removeTree(const std::filesystem::path &path, const std::atomic<bool> &isEnding);
 
@@ -35,8 +37,8 @@ void removeTree(const std::filesystem::path &path, const std::atomic<bool> &isEn
 
 } // namespace
 
-Trash::Trash(QString folder)
-    : m_folder(std::move(folder))
+Trash::Trash(const QString &parent)
+    : m_folder(parent + QLatin1String(trashName))
 {
     m_worker.setMaxThreadCount(1);
     if (QFile::exists(m_folder))
@@ -60,6 +62,19 @@ QString Trash::discard(const QString &path)
         return files::removeAll(path);
     empty();
     return {};
+}
+
+void Trash::remove(std::vector<SessionFolder> abandoned)
+{
+    const auto folders = std::make_shared<std::vector<SessionFolder>>(std::move(abandoned));
+    m_lastWork = QtConcurrent::run(&m_worker, [folders, this] {
+        for (SessionFolder &folder : *folders) {
+            for (const char *name : {"cfg", "mov", trashName})
+                removeTree(QFile::encodeName(folder.path()).toStdString() + name, m_isEnding);
+            if (!m_isEnding)
+                folder.remove();
+        }
+    });
 }
 
 QCoro::Task<> Trash::emptied()

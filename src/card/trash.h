@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sessionfolder.h"
+
 #include <atomic>
 #include <QCoroTask>
 #include <QFuture>
@@ -11,8 +13,9 @@
 class Trash
 {
 public:
-    /// A folder of the trash's own, made when it is needed. What an earlier program left in it is deleted.
-    explicit Trash(QString folder);
+    /// Works in a hidden folder, made when it is needed, of the one named, whose path ends in "/". What an
+    /// earlier program left there is deleted.
+    explicit Trash(const QString &parent);
     Trash(const Trash &) = delete;
     Trash &operator=(const Trash &) = delete;
     ~Trash(); ///< leaves what isn't deleted yet
@@ -20,6 +23,8 @@ public:
     /// A file, a link (never what it points to) or a folder with its contents. A missing path is no failure.
     /// On another disk it blocks. Empty, or what went wrong.
     [[nodiscard]] QString discard(const QString &path);
+    /// Removes what processes left that are gone.
+    void remove(std::vector<SessionFolder> abandoned);
     /// Completes when the space of all that was discarded before is free.
     QCoro::Task<> emptied();
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/session/appviewmodel.h"
+#include "card/processvalues.h"
 #include "common/preferences.h"
-#include "common/processvalues.h"
 #include "common/task.h"
 #include "support/scriptedcard.h"
 #include "support/scriptedmovie.h"

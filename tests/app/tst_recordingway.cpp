@@ -1,7 +1,7 @@
 #include "app/session/appviewmodel.h"
+#include "card/processvalues.h"
 #include "card/sdmanager.h"
 #include "common/preferences.h"
-#include "common/processvalues.h"
 #include "desktop/imagedesktop.h"
 #include "engine/moviefile.h"
 #include "support/framestrip.h"

@@ -1,5 +1,5 @@
 #include "card/processmanager.h"
-#include "common/processvalues.h"
+#include "card/processvalues.h"
 #include "support/logcapture.h"
 #include "support/privatehome.h"
 #include "support/scripteddesktop.h"

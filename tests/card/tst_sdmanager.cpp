@@ -1,5 +1,5 @@
+#include "card/processvalues.h"
 #include "card/sdmanager.h"
-#include "common/processvalues.h"
 #include "support/logcapture.h"
 #include "support/scripteddesktop.h"
 

@@ -1,6 +1,6 @@
 #include "card/processmanager.h"
+#include "card/processvalues.h"
 #include "common/bundle.h"
-#include "common/processvalues.h"
 #include "support/logcapture.h"
 #include "support/privatehome.h"
 #include "support/scripteddesktop.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "card/processmanager.h"
-#include "common/processvalues.h"
+#include "card/processvalues.h"
 #include "settings/settingsviewmodel.h"
 #include "support/privatehome.h"
 #include "support/scripteddesktop.h"

@@ -1,9 +1,9 @@
 #include "cardimage.h"
 
+#include "card/processvalues.h"
 #include "card/shell.h"
 #include "card/toolcommands.h"
 #include "card/tooloutput.h"
-#include "common/processvalues.h"
 #include "desktop/imagedesktop.h"
 #include "media/sortedlist.h"
 

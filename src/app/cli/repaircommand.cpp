@@ -1,8 +1,8 @@
 #include "repaircommand.h"
 
 #include "card/processmanager.h"
+#include "card/processvalues.h"
 #include "card/tooloutput.h"
-#include "common/processvalues.h"
 #include "desktop/imagedesktop.h"
 #include "engine/moviefile.h"
 #include "targetfile.h"

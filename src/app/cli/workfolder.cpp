@@ -1,11 +1,11 @@
 #include "workfolder.h"
 
 #include "common/text.h"
+#include "common/userfolders.h"
 
 #include <QDir>
 #include <QFile>
 #include <QSet>
-#include <QStandardPaths>
 
 namespace {
 
@@ -27,8 +27,7 @@ WorkFolder::~WorkFolder() { folders().remove(&m_folder); }
 
 std::unique_ptr<WorkFolder> WorkFolder::makeHome()
 {
-    const QStringList bases{QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation),
-                            QStringLiteral("/var/tmp"), QStringLiteral("/tmp")};
+    const QStringList bases{userfolders::cache(), QStringLiteral("/var/tmp"), QStringLiteral("/tmp")};
     for (const QString &base : bases) {
         if (!text::isPlainShellWord(base) || !QDir().mkpath(base))
             continue;

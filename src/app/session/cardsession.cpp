@@ -2,7 +2,7 @@
 
 #include "app/state/appstate.h"
 #include "card/processmanager.h"
-#include "common/processvalues.h"
+#include "card/processvalues.h"
 #include "common/task.h"
 
 #include <QCoroFuture>
