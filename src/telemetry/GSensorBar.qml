@@ -12,6 +12,11 @@ RowLayout {
     required property bool isScrubbing
     signal exportRequested
 
+    function rebuild() {
+        if (visible)
+            graph.rebuildSoon();
+    }
+
     readonly property color colourX: "#0a84ff"
     readonly property color colourY: "#30d158"
     readonly property color colourZ: "#ff453a"
@@ -23,6 +28,17 @@ RowLayout {
         mediaData: root.mediaData
         currentTime: root.currentTime
         isScrubbing: root.isScrubbing
+        // After a jump the graph doesn't get by with single times.
+        onCurrentTimeChanged: {
+            if (!isComplete())
+                root.rebuild();
+        }
+    }
+    Connections {
+        target: root.mediaData
+        function onEventsChanged() {
+            root.rebuild();
+        }
     }
     Component.onCompleted: graph.rebuildGraph()
     onVisibleChanged: visible ? graph.rebuildGraph() : graph.clearGraph()

@@ -6,11 +6,11 @@ void GGraphBuffer::append(const GSample &sample)
     Q_EMIT samplesChanged();
 }
 
-void GGraphBuffer::clear()
+void GGraphBuffer::replace(QList<GSample> samples)
 {
-    if (m_samples.isEmpty())
+    if (m_samples.isEmpty() && samples.isEmpty())
         return;
-    m_samples.clear();
+    m_samples = std::move(samples);
     Q_EMIT samplesChanged();
 }
 

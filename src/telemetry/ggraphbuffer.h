@@ -21,7 +21,7 @@ public:
     using QObject::QObject;
     [[nodiscard]] const QList<GSample> &samples() const { return m_samples; }
     void append(const GSample &sample);
-    void clear();
+    void replace(QList<GSample> samples);
     /// Keeps the samples that aren't later than the time.
     void truncateAfter(double time);
 

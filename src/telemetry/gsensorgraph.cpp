@@ -29,22 +29,62 @@ void GSensorGraph::setIsScrubbing(bool isScrubbing)
         return;
     m_isScrubbing = isScrubbing;
     if (!isScrubbing)
-        rebuildGraph();
+        rebuildSoon(); // the seek that ends it is yet to come
     Q_EMIT isScrubbingChanged();
 }
 
 void GSensorGraph::clearGraph()
 {
+    m_isRebuildPending = false;
     m_lastAppendTime = 0;
-    forEachBuffer([](GGraphBuffer &buffer) { buffer.clear(); });
+    for (GGraphBuffer *buffer : {&m_bufferX, &m_bufferY, &m_bufferZ})
+        buffer->replace({});
 }
 
 void GSensorGraph::rebuildGraph()
 {
-    clearGraph();
-    for (int i = 0; i * 0.1 <= m_currentTime; ++i)
-        appendSample(i * 0.1);
+    m_isRebuildPending = false;
+    QList<GSample> x;
+    QList<GSample> y;
+    QList<GSample> z;
+    for (int i = 0; m_mediaData && i * 0.1 <= m_currentTime; ++i) {
+        const double seconds = i * 0.1;
+        if (const GSensorInfo *sample = m_mediaData->gSensorSample(seconds)) {
+            x.append({seconds, sample->accel.x});
+            y.append({seconds, sample->accel.y});
+            z.append({seconds, sample->accel.z});
+        }
+    }
+    m_bufferX.replace(std::move(x));
+    m_bufferY.replace(std::move(y));
+    m_bufferZ.replace(std::move(z));
     m_lastAppendTime = m_currentTime;
+}
+
+bool GSensorGraph::isComplete() const
+{
+    const QList<GSample> &samples = m_bufferX.samples();
+    if (samples.isEmpty())
+        return !m_mediaData || !m_mediaData->gSensorSample(m_currentTime);
+    const auto tenth = [](double seconds) { return static_cast<int>(std::lround(seconds * 10)); };
+    const int first = tenth(samples.first().time);
+    const int last = tenth(samples.last().time);
+    // The last one may stand half a step ahead of the time.
+    return samples.size() == last - first + 1 && last * 0.1 > m_currentTime - 0.1
+        && last <= tenth(m_currentTime);
+}
+
+void GSensorGraph::rebuildSoon()
+{
+    if (std::exchange(m_isRebuildPending, true))
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (m_isRebuildPending)
+                rebuildGraph();
+        },
+        Qt::QueuedConnection);
 }
 
 void GSensorGraph::follow(double seconds)
@@ -53,8 +93,10 @@ void GSensorGraph::follow(double seconds)
         return;
     if (m_lastAppendTime == 0 && seconds > 0)
         appendSample(0);
-    if (seconds < m_lastAppendTime)
-        forEachBuffer([seconds](GGraphBuffer &buffer) { buffer.truncateAfter(seconds); });
+    if (seconds < m_lastAppendTime) {
+        for (GGraphBuffer *buffer : {&m_bufferX, &m_bufferY, &m_bufferZ})
+            buffer->truncateAfter(seconds);
+    }
     if (std::round(seconds * 10) != std::round(m_lastAppendTime * 10)) {
         m_lastAppendTime = seconds;
         appendSample(std::round(seconds * 10) / 10);
@@ -69,10 +111,4 @@ void GSensorGraph::appendSample(double seconds)
     m_bufferX.append({seconds, sample->accel.x});
     m_bufferY.append({seconds, sample->accel.y});
     m_bufferZ.append({seconds, sample->accel.z});
-}
-
-void GSensorGraph::forEachBuffer(const std::function<void(GGraphBuffer &)> &action)
-{
-    for (GGraphBuffer *buffer : {&m_bufferX, &m_bufferY, &m_bufferZ})
-        action(*buffer);
 }

@@ -6,8 +6,9 @@
 #include <QPointer>
 
 /// Fills the three buffers of the graph in step with the player: at most one sample for each 0.1 s of
-/// playback, rebuilt after scrubbing. Its owner binds the player's values and calls rebuildGraph() and
-/// clearGraph() as the graph comes and goes. Main thread.
+/// playback, rebuilt after scrubbing. Its owner binds the player's values, calls rebuildGraph() and
+/// clearGraph() as the graph comes and goes, and rebuildSoon() where single times weren't enough. Main
+/// thread.
 class GSensorGraph : public QObject
 {
     Q_OBJECT
@@ -34,6 +35,10 @@ public:
 
     Q_INVOKABLE void clearGraph();
     Q_INVOKABLE void rebuildGraph();
+    /// Whether the buffers hold a sample for each 0.1 s up to the current time, as after a rebuild.
+    Q_INVOKABLE [[nodiscard]] bool isComplete() const;
+    /// In the next turn, when all that changes with a jump has done so.
+    Q_INVOKABLE void rebuildSoon();
 
 Q_SIGNALS:
     void mediaDataChanged();
@@ -43,12 +48,12 @@ Q_SIGNALS:
 private:
     void follow(double seconds);
     void appendSample(double seconds);
-    void forEachBuffer(const std::function<void(GGraphBuffer &)> &action);
 
     QPointer<MediaDataViewModel> m_mediaData;
     double m_currentTime = 0;
     bool m_isScrubbing = false;
     double m_lastAppendTime = 0;
+    bool m_isRebuildPending = false;
     GGraphBuffer m_bufferX;
     GGraphBuffer m_bufferY;
     GGraphBuffer m_bufferZ;
