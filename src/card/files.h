@@ -1,6 +1,6 @@
 #pragma once
 
-#include "childprocess.h"
+#include "common/filedescriptor.h"
 
 #include <optional>
 #include <QString>

@@ -32,6 +32,7 @@ ProcessManager::ProcessManager(Desktop &desktop, QObject *parent)
               return runExtraction(std::move(cardPath), std::move(target));
           },
           desktop.diskSpace)
+    , m_work(meansOfWork())
 {
     connect(&m_mirror, &Mirror::freed, this, &ProcessManager::recordingFreed);
 }
@@ -45,9 +46,10 @@ QCoro::Task<bool> ProcessManager::setup()
     return m_tools.setUp(helperRoot);
 }
 
-QCoro::Task<ToolResult> ProcessManager::runTool(QString command, quint64 inputBytes, ToolPace pace)
+QCoro::Task<ToolResult> ProcessManager::runTool(QString command, quint64 inputBytes)
 {
-    return ::runTool(std::move(command), toolTimeLimit(inputBytes, pace), m_toolWork.get_token());
+    return ::runTool(std::move(command), toolTimeLimit(inputBytes, ToolPace::Copying),
+                     m_toolWork.get_token());
 }
 
 void ProcessManager::endToolWork() { std::exchange(m_toolWork, std::stop_source()).request_stop(); }
@@ -91,3 +93,56 @@ void ProcessManager::setRecordingsInUse(const QStringList &cardPaths) { m_mirror
 QCoro::Task<bool> ProcessManager::makeRoom(quint64 bytes) { return m_mirror.makeRoom(bytes); }
 
 QString ProcessManager::mirrorDisk() const { return m_mirror.disk(); }
+
+RecordingWork::Means ProcessManager::meansOfWork()
+{
+    return {[this] { return helperRoot(); }, [this](const QString &path) { deleteDirectory(path); },
+            [this](quint64 bytes) { return makeRoom(bytes); }, m_desktop.diskSpace};
+}
+
+QCoro::Task<Playable> ProcessManager::makePlayable(PlayableRequest request)
+{
+    if (!request.stop.stop_possible())
+        request.stop = m_toolWork.get_token();
+    return m_work.makePlayable(std::move(request));
+}
+
+QCoro::Task<QString> ProcessManager::remux(QString src, QString dst)
+{
+    const WorkResult result = co_await m_work.remux(src, dst, m_toolWork.get_token());
+    if (result.hasSucceeded())
+        co_return QString();
+    co_return result.problem == ToolProblem::Damaged ? result.reason
+                                                     : QStringLiteral("Failed to remux MP4 file.");
+}
+
+QCoro::Task<> ProcessManager::convertAudio(QString src, QString dst)
+{
+    co_await m_work.convertAudio(src, dst, m_toolWork.get_token());
+}
+
+QCoro::Task<> ProcessManager::extractChannelWithAudio(QString src, int index, QString dst)
+{
+    co_await m_work.extractChannelWithAudio(src, index, dst, m_toolWork.get_token());
+}
+
+QCoro::Task<> ProcessManager::extractChannel(QString src, int index, QString dst)
+{
+    co_await m_work.extractChannel(src, index, dst, m_toolWork.get_token());
+}
+
+QCoro::Task<std::optional<QList<VideoChannel>>> ProcessManager::getVideoInfo(QString path)
+{
+    return m_work.videoInfo(std::move(path));
+}
+
+QCoro::Task<bool> ProcessManager::recoverMp4(QString src, QString dst)
+{
+    const Recovery recovery = co_await m_work.recover(src, dst, m_toolWork.get_token());
+    co_return recovery.isDescribed;
+}
+
+QCoro::Task<> ProcessManager::mergeAudio(QString video)
+{
+    co_await m_work.mergeAudio(video, m_toolWork.get_token());
+}

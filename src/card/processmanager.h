@@ -3,6 +3,7 @@
 #include "media/filelistitem.h"
 #include "media/mediadata.h"
 #include "mirror.h"
+#include "recordingwork.h"
 #include "toolcommands.h"
 #include "toolrun.h"
 #include "toolset.h"
@@ -78,9 +79,10 @@ public:
     [[nodiscard]] std::optional<QString> readSDCard(const QString &name) const;
     void saveToSDCard(const QString &name, const QString &text);
 
-    // Work on recordings outside of the card. Each operation deletes its target first; a failed one leaves
-    // none. Sources that a command line can't tell as one word give nothing but a log line.
+    // Work on recordings outside of the card, see RecordingWork. endToolWork() ends it.
 
+    /// The whole way of a recording to something that can be played.
+    QCoro::Task<Playable> makePlayable(PlayableRequest request);
     /// Copies all streams into an MP4. Empty if the recording is sound, else what is wrong with it.
     QCoro::Task<QString> remux(QString src, QString dst);
     /// Copies the video and makes the first audio stream AAC.
@@ -88,7 +90,6 @@ public:
     /// Copies one video stream, index from 0, and makes the first audio stream AAC.
     QCoro::Task<> extractChannelWithAudio(QString src, int index, QString dst);
     QCoro::Task<> extractChannel(QString src, int index, QString dst); ///< one video stream, from 0, alone
-
     /// The channels that the recording's own telemetry describes; none if it describes none or is damaged
     /// itself. Scans the whole file, on a worker.
     QCoro::Task<std::optional<QList<VideoChannel>>> getVideoInfo(QString path);
@@ -104,10 +105,10 @@ Q_SIGNALS:
     void dataChanged();
     void readingEnded(); ///< of a card; the next one may begin
     void recordingFreed(const QString &cardPath); ///< it has to be extracted again before it can be played
-    void repairReported(const QStringList &lines); ///< what recoverMp4() found and lost, as its tool told it
 
 private:
-    QCoro::Task<ToolResult> runTool(QString command, quint64 inputBytes, ToolPace pace = ToolPace::Copying);
+    QCoro::Task<ToolResult> runTool(QString command, quint64 inputBytes);
+    [[nodiscard]] RecordingWork::Means meansOfWork();
     QCoro::Task<FileList> readCard(quint64 reading);
     QCoro::Task<> readSettings(quint64 reading);
     QCoro::Task<> readIndexFiles(quint64 reading);
@@ -126,4 +127,5 @@ private:
     bool m_isReading = false;
     std::optional<QString> m_readDevice; ///< the card of the reading that runs
     Mirror m_mirror;
+    RecordingWork m_work;
 };

@@ -1,13 +1,13 @@
 #include "demuxer.h"
 
+#include "common/recordingformats.h"
+
 #include <algorithm>
 
 namespace {
 
 constexpr int ioBufferSize = 32 * 1024;
 constexpr auto openingTime = std::chrono::seconds(20);
-// What recordings come in, whatever their suffix. None of these fetches from elsewhere, as playlists would.
-constexpr char allowedFormats[] = "mov,mp4,m4a,3gp,3g2,mj2,matroska,webm";
 
 int refuseNestedInput(AVFormatContext *, AVIOContext **, const char *, int, AVDictionary **)
 {
@@ -54,7 +54,7 @@ int Demuxer::openFormat()
     format->probesize = 4 << 20;
     format->max_analyze_duration = int64_t{2} * AV_TIME_BASE;
     format->max_streams = 64;
-    format->format_whitelist = av_strdup(allowedFormats);
+    format->format_whitelist = av_strdup(recordingFormats);
     const int opened = avformat_open_input(&format, nullptr, nullptr, nullptr); // frees it on failure
     if (opened < 0)
         return opened;

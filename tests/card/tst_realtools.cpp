@@ -1,8 +1,10 @@
 #include "card/processmanager.h"
 #include "support/privatehome.h"
 #include "support/scripteddesktop.h"
+#include "support/smalldisk.h"
 
 #include <QCoroTask>
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
@@ -29,6 +31,12 @@ class RealToolsTest : public QObject
                      path});
         probe.waitForFinished();
         return QString::fromUtf8(probe.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+    }
+
+    static int convert(const QString &options)
+    {
+        return QProcess::execute(QStringLiteral("ffmpeg"),
+                                 (QStringLiteral("-v error -y ") + options).split(u' '));
     }
 
 private Q_SLOTS:
@@ -73,12 +81,8 @@ private Q_SLOTS:
     {
         const QString movie = m_folder.filePath(QStringLiteral("short.mp4"));
         const QString sound = m_folder.filePath(QStringLiteral("short.mp3"));
-        const auto make = [](const QString &options) {
-            return QProcess::execute(QStringLiteral("ffmpeg"),
-                                     (QStringLiteral("-v error ") + options).split(u' '));
-        };
-        QCOMPARE(make(QStringLiteral("-i %1 -map 0:v -c copy %2").arg(m_recording, movie)), 0);
-        QCOMPARE(make(QStringLiteral("-f lavfi -i sine -t 0.4 -ar 44100 %1").arg(sound)), 0);
+        QCOMPARE(convert(QStringLiteral("-i %1 -map 0:v -c copy %2").arg(m_recording, movie)), 0);
+        QCOMPARE(convert(QStringLiteral("-f lavfi -i sine -t 0.4 -ar 44100 %1").arg(sound)), 0);
         QCoro::waitFor(m_manager.mergeAudio(movie));
         QCOMPARE(streams(movie, QStringLiteral("-count_packets"), QStringLiteral("nb_read_packets")).first(2),
                  QStringList({QStringLiteral("10"), QStringLiteral("10")}));
@@ -92,15 +96,51 @@ private Q_SLOTS:
         writeFile(broken, QByteArray(5000, 'x'));
         QTest::newRow("no movie") << broken;
         QTest::newRow("missing") << m_folder.filePath(QStringLiteral("missing.mp4"));
+        // Of a file of this machine: ffmpeg by itself makes a recording of the first three.
+        const QString stream = m_folder.filePath(QStringLiteral("private.ts"));
+        QCOMPARE(convert(QStringLiteral("-i %1 -map 0:v:0 -c copy %2").arg(m_recording, stream)), 0);
+        const QByteArray playlist =
+            "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:9\n#EXTINF:1,\n" + stream.toUtf8() + '\n';
+        const auto foreign = [this](const char *name, const QByteArray &contents) {
+            const QString path = m_folder.filePath(QStringLiteral("N_%1.mp4").arg(QString::fromLatin1(name)));
+            writeFile(path, contents);
+            QTest::newRow(name) << path;
+        };
+        foreign("playlist", playlist + "#EXT-X-ENDLIST\n");
+        foreign("concatenation", "ffconcat version 1.0\nfile private.ts\n");
+        foreign("transport stream", contentsOf(stream));
+        foreign("playlist without an end", playlist);
+        const QString fifo = m_folder.filePath(QStringLiteral("N_fifo.mp4"));
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        QTest::newRow("fifo") << fifo;
     }
     void tellsWhatIsWrongWithARecording()
     {
         QFETCH(const QString, source);
         const QString target = m_folder.filePath(QStringLiteral("target.mp4"));
         writeFile(target, "of an earlier recording");
+        QElapsedTimer time;
+        time.start();
         QCOMPARE(QCoro::waitFor(m_manager.remux(source, target)),
                  QStringLiteral("Failed to remux MP4 file."));
         QVERIFY(!QFile::exists(target));
+        QVERIFY(time.elapsed() < 10'000); // an end that never comes would be a minute away
+    }
+
+    void tellsAFullDiskFromDamage()
+    {
+        const QTemporaryDir folder;
+        const SmallDisk disk(folder.path());
+        if (!disk.isMounted())
+            QSKIP("a small disk needs the right to mount one");
+        QVERIFY(QFileInfo(m_recording).size() > SmallDisk::size);
+        PlayableRequest request;
+        request.source = m_recording;
+        request.video = folder.filePath(QStringLiteral("temp.mp4"));
+        const Playable playable = QCoro::waitFor(m_manager.makePlayable(request));
+        QCOMPARE(playable.result.problem, ToolProblem::DiskFull);
+        QCOMPARE(playable.result.reason, folder.path());
+        QTRY_COMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
     }
 };
 

@@ -4,40 +4,16 @@
 #include "support/logcapture.h"
 #include "support/privatehome.h"
 #include "support/scripteddesktop.h"
+#include "support/smalldisk.h"
 
 #include <QCoroTask>
 #include <QTest>
-#include <sys/mount.h>
 
 namespace {
 
 bool isRoot() { return ::geteuid() == 0; }
 
 QString described(int error) { return qt_error_string(error); }
-
-/// A disk with little room in the place of a folder.
-class SmallDisk
-{
-public:
-    static constexpr int size = 100'000; // bytes
-    explicit SmallDisk(const QString &folder)
-        : m_folder(QFile::encodeName(folder))
-        , m_isMounted(::mount("none", m_folder.constData(), "tmpfs", 0, "size=100000") == 0)
-    {
-    }
-    SmallDisk(const SmallDisk &) = delete;
-    SmallDisk &operator=(const SmallDisk &) = delete;
-    ~SmallDisk()
-    {
-        if (m_isMounted)
-            ::umount2(m_folder.constData(), MNT_DETACH);
-    }
-    [[nodiscard]] bool isMounted() const { return m_isMounted; }
-
-private:
-    QByteArray m_folder;
-    bool m_isMounted;
-};
 
 } // namespace
 

@@ -24,10 +24,18 @@ QCoro::Task<QList<TrackInfo>> tracksOf(QString path)
     co_return opened.movie ? opened.movie->tracks() : QList<TrackInfo>();
 }
 
-bool holds(const QList<TrackInfo> &tracks, TrackKind kind)
+QCoro::Task<int> countSoundTracks(QString path)
+{
+    const QList<TrackInfo> tracks = co_await tracksOf(path);
+    co_return static_cast<int>(std::count_if(tracks.cbegin(), tracks.cend(), [](const TrackInfo &track) {
+        return track.kind == TrackKind::Audio;
+    }));
+}
+
+bool hasPictures(const QList<TrackInfo> &tracks)
 {
     return std::any_of(tracks.cbegin(), tracks.cend(),
-                       [kind](const TrackInfo &track) { return track.kind == kind; });
+                       [](const TrackInfo &track) { return track.kind == TrackKind::Video; });
 }
 
 QString described(const QList<TrackInfo> &tracks)
@@ -63,18 +71,15 @@ public:
 
 private:
     [[nodiscard]] Outcome checkFiles() const;
-    [[nodiscard]] Outcome checkRoom() const;
-    QCoro::Task<QList<TrackInfo>> makePlayable();
-    QCoro::Task<Outcome> finish(QList<TrackInfo> tracks);
+    [[nodiscard]] Outcome failed(const WorkResult &result) const;
+    QCoro::Task<Outcome> finish(QString playable, QString made, bool hasLosses);
 
     RepairRequest m_request;
     TargetFile m_target;
     std::unique_ptr<WorkFolder> m_home;
     std::unique_ptr<Desktop> m_desktop;
     std::unique_ptr<ProcessManager> m_manager;
-    QString m_temp;
     QString m_report;
-    bool m_areFramesLost = false;
 };
 
 Outcome Repair::checkFiles() const
@@ -82,20 +87,6 @@ Outcome Repair::checkFiles() const
     const QFileInfo recording(m_request.recording);
     if (!recording.isFile() || !recording.isReadable())
         return {ExitStatus::NotFound, tr("%1: 녹화 파일을 읽을 수 없습니다.").arg(m_request.recording)};
-    return {};
-}
-
-/// A tool that fills the disk leaves a file that looks done.
-Outcome Repair::checkRoom() const
-{
-    constexpr quint64 copiesAtOnce = 3;
-    const quint64 bytes = m_manager->fileSize(QFileInfo(m_request.recording).canonicalFilePath(), false);
-    const QString place = QFileInfo(m_request.target).absolutePath();
-    for (const auto &[folder, copies] : {std::pair{tempRoot(), copiesAtOnce}, {place, quint64{1}}}) {
-        const DiskSpace space = m_desktop->diskSpace(folder);
-        if (space.total > 0 && space.available < bytes * copies)
-            return {ExitStatus::NotWritten, tr("%1: 디스크 공간이 부족합니다.").arg(folder)};
-    }
     return {};
 }
 
@@ -116,62 +107,67 @@ QCoro::Task<Outcome> Repair::prepare()
         if (m_manager->fileSize(m_manager->helperRoot() + tool, false) == 0)
             co_return Outcome{ExitStatus::Internal, tr("%1을(를) 찾을 수 없습니다.").arg(tool)};
     }
-    m_temp = tempRoot() + QStringLiteral("temp.mp4");
-    co_return checkRoom();
-}
-
-/// Makes temp; gives the tracks whose sound counts, or none if there is nothing to play.
-QCoro::Task<QList<TrackInfo>> Repair::makePlayable()
-{
-    const QString source = QFileInfo(m_request.recording).absoluteFilePath();
-    if (!QFileInfo(source).fileName().contains(u".mov")) {
-        const QString problem = co_await m_manager->remux(source, m_temp);
-        if (problem.isEmpty()) {
-            m_report = tr("손상되지 않은 영상입니다.") + u'\n';
-            QList<TrackInfo> tracks = co_await tracksOf(source);
-            co_return tracks;
-        }
-        m_report = problem + u'\n';
-    }
-    QObject::connect(m_manager.get(), &ProcessManager::repairReported, m_manager.get(),
-                     [this](const QStringList &lines) {
-                         m_report += lines.join(u'\n') + u'\n';
-                         m_areFramesLost = tooloutput::areFramesLost(lines);
-                     });
-    const bool isRecovered = co_await m_manager->recoverMp4(source, m_temp);
-    if (!isRecovered)
-        m_report += tr("채널 정보가 없습니다.") + u'\n';
-    else
-        co_await m_manager->mergeAudio(m_temp);
-    QList<TrackInfo> tracks = co_await tracksOf(m_temp);
-    co_return tracks;
+    co_return Outcome();
 }
 
 QCoro::Task<Outcome> Repair::run()
 {
-    const QList<TrackInfo> tracks = co_await makePlayable();
-    if (!holds(tracks, TrackKind::Video))
-        co_return Outcome{ExitStatus::Unrepairable,
-                          tr("%1: 재생할 수 있는 영상이 없습니다.").arg(m_request.recording)};
-    const Outcome outcome = co_await finish(tracks);
+    const QFileInfo source(m_request.recording);
+    PlayableRequest way;
+    way.source = source.canonicalFilePath();
+    way.isUnfinished = source.fileName().contains(u".mov");
+    way.video = tempRoot() + QStringLiteral("temp.mp4");
+    way.withSound = m_target.workPath(QStringLiteral("recording.mp4"));
+    way.countSoundTracks = countSoundTracks;
+    const Playable playable = co_await m_manager->makePlayable(way);
+    const Recovery recovery = playable.recovery.value_or(Recovery());
+    if (!playable.recovery && playable.result.hasSucceeded())
+        m_report = tr("손상되지 않은 영상입니다.") + u'\n';
+    if (!playable.damage.isEmpty())
+        m_report += playable.damage + u'\n';
+    if (playable.recovery && !recovery.isDescribed)
+        m_report += tr("채널 정보가 없습니다.") + u'\n';
+    for (const QString &line : recovery.report)
+        m_report += line + u'\n';
+    if (!playable.result.hasSucceeded())
+        co_return failed(playable.result);
+    if (playable.sound.problem == ToolProblem::DiskFull)
+        co_return failed(playable.sound);
+    const bool hasLosses = tooloutput::areFramesLost(recovery.report);
+    const Outcome outcome = co_await finish(playable.file, way.withSound, hasLosses);
     co_return outcome;
 }
 
-QCoro::Task<Outcome> Repair::finish(QList<TrackInfo> tracks)
+Outcome Repair::failed(const WorkResult &result) const
 {
-    const QString made = m_target.workPath(QStringLiteral("recording.mp4"));
-    if (holds(tracks, TrackKind::Audio))
-        co_await m_manager->convertAudio(m_temp, made);
+    switch (result.problem) {
+    case ToolProblem::None:
+    case ToolProblem::Damaged: break;
+    case ToolProblem::DiskFull:
+        return {ExitStatus::NotWritten, tr("%1: 디스크 공간이 부족합니다.").arg(result.reason)};
+    case ToolProblem::ToolMissing:
+    case ToolProblem::TimedOut:
+    case ToolProblem::Cancelled:
+        return {ExitStatus::Internal, tr("보조 도구가 실패했습니다: %1").arg(result.reason)};
+    }
+    return {ExitStatus::Unrepairable, tr("%1: 재생할 수 있는 영상이 없습니다.").arg(m_request.recording)};
+}
+
+/// Puts the file into the target's place.
+QCoro::Task<Outcome> Repair::finish(QString playable, QString made, bool hasLosses)
+{
+    const QList<TrackInfo> tracks = co_await tracksOf(playable);
+    if (!hasPictures(tracks))
+        co_return failed({ToolProblem::Damaged, {}});
+    if (playable != made)
+        co_await m_manager->copyFile(QUrl::fromLocalFile(playable), QUrl::fromLocalFile(made));
     if (m_manager->fileSize(made, false) == 0)
-        co_await m_manager->copyFile(QUrl::fromLocalFile(m_temp), QUrl::fromLocalFile(made));
-    const QList<TrackInfo> madeTracks = co_await tracksOf(made);
-    if (!holds(madeTracks, TrackKind::Video))
         co_return Outcome{ExitStatus::NotWritten, tr("%1: 쓸 수 없습니다.").arg(m_target.path())};
     const Outcome placed = m_target.takePlace(made);
     if (placed.status != ExitStatus::Whole)
         co_return placed;
-    m_report += described(madeTracks);
-    if (m_areFramesLost)
+    m_report += described(tracks);
+    if (hasLosses)
         co_return Outcome{ExitStatus::Incomplete, tr("일부를 복구하지 못했습니다.")};
     co_return Outcome();
 }
