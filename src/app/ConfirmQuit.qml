@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Vornex.App
-import Vornex.Widgets
+import Vornex.Style
 
 /// The question before the program ends. Modal to the window, without an event loop of its own.
 Dialog {
@@ -63,11 +63,7 @@ Dialog {
                 highlighted: true
                 text: qsTr("예")
 
-                Accessible.name: text
-                Accessible.onPressAction: clicked()
                 KeyNavigation.right: noButton
-                Keys.onEnterPressed: clicked()
-                Keys.onReturnPressed: clicked()
                 onClicked: root.windowDelegate.answer(true)
             }
             Button {
@@ -75,11 +71,7 @@ Dialog {
 
                 text: qsTr("아니오")
 
-                Accessible.name: text
-                Accessible.onPressAction: clicked()
                 KeyNavigation.left: yesButton
-                Keys.onEnterPressed: clicked()
-                Keys.onReturnPressed: clicked()
                 onClicked: root.windowDelegate.answer(false)
             }
         }

@@ -2,7 +2,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls
 import Vornex.Session
-import Vornex.Widgets
+import Vornex.Style
 
 /// The recordings of the chosen kind. Arrows move the current row, Return plays it, the space bar ticks it.
 Rectangle {
@@ -55,7 +55,7 @@ Rectangle {
         onCountChanged: showCurrentRow()
         Keys.onSpacePressed: (currentItem as FileRow)?.toggleTick()
 
-        ScrollBar.vertical: DarkScrollBar {
+        ScrollBar.vertical: ScrollBar {
             policy: ScrollBar.AlwaysOn
         }
         Connections {

@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Vornex.Widgets
+import Vornex.Style
 
 /// One recording: tick, kind, date, size.
 Rectangle {

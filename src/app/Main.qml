@@ -5,7 +5,7 @@ import Vornex.Settings
 import Vornex.Widgets
 
 /// The main window. Its first size and place come from the code that shows it.
-DarkWindow {
+ApplicationWindow {
     id: root
 
     required property ContentView view

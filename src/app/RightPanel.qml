@@ -65,7 +65,6 @@ ColumnLayout {
         leftPadding: 12
         text: qsTr("전체선택")
 
-        Accessible.name: text
         onCheckedChanged: root.viewModel.setAllChecked(checked)
     }
     FileList {

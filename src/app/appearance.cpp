@@ -1,11 +1,12 @@
 #include "appearance.h"
 
+#include "style/style.h"
+
 #include <QGuiApplication>
 #include <QIcon>
-#include <QQuickStyle>
 
 void applyAppearance()
 {
-    QQuickStyle::setStyle(QStringLiteral("Fusion"));
+    applyStyle();
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/qt/qml/Vornex/App/images/AppIcon.svg")));
 }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import Vornex.Playback
+import Vornex.Style
 import Vornex.Widgets
 
 /// The time, the slider and the length of the recording, and the car's speed.
@@ -49,7 +50,7 @@ RowLayout {
         Layout.preferredWidth: 80
         activeFocusOnTab: true
         color: Theme.faded(Theme.cyan, 0.7)
-        font.pixelSize: 11
+        font.pixelSize: Theme.footnoteSize
         horizontalAlignment: Text.AlignRight
         text: (root.hasPlayers ? root.speedKmh : 0) + " km/h"
         Accessible.role: Accessible.Button

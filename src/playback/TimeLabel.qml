@@ -1,7 +1,9 @@
 import QtQuick
+import QtQuick.Controls
+import Vornex.Style
 
 /// A time as hours, minutes and whole seconds.
-Text {
+Label {
     required property real seconds
 
     function timeText(seconds: real): string {
@@ -16,7 +18,5 @@ Text {
 
     text: timeText(seconds)
     horizontalAlignment: Text.AlignHCenter
-    font.pixelSize: 11
-    Accessible.role: Accessible.StaticText
-    Accessible.name: text
+    font.pixelSize: Theme.footnoteSize
 }

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Vornex.Settings
-import Vornex.Widgets
+import Vornex.Style
 
 /// Everything else that the camera can be told.
 GroupCard {
@@ -36,7 +36,6 @@ GroupCard {
     Label {
         Layout.fillWidth: true
         color: Theme.red
-        font.pixelSize: 12
         text: qsTr("* 저전압 차단 OFF 시 차량 배터리 방전 위험이 있습니다.")
         wrapMode: Text.Wrap
     }

@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Vornex.Widgets
+import Vornex.Style
 
 /// A titled outline around a group of the form's rows.
 Rectangle {
@@ -29,8 +29,7 @@ Rectangle {
 
         Label {
             Layout.bottomMargin: 5
-            color: Theme.text
-            font.pixelSize: 11
+            font.pixelSize: Theme.footnoteSize
             font.weight: Font.DemiBold
             text: root.title
         }

@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Vornex.Widgets
+import Vornex.Style
 
 /// A value to be read only.
 RowLayout {
@@ -10,20 +10,19 @@ RowLayout {
     required property string title
     required property string value
 
-    Label {
+    component Cell: Label {
         Layout.bottomMargin: 2
         Layout.topMargin: 2
+        font.pixelSize: Theme.titleSize
+    }
+
+    Cell {
         color: Theme.secondaryText
-        font.pixelSize: 13
         text: root.title
     }
-    Label {
-        Layout.bottomMargin: 2
+    Cell {
         Layout.fillWidth: true
-        Layout.topMargin: 2
-        color: Theme.text
         elide: Text.ElideRight
-        font.pixelSize: 13
         horizontalAlignment: Text.AlignRight
         text: root.value
         textFormat: Text.PlainText

@@ -1,7 +1,6 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Vornex.Widgets
 
 /// A list to choose from. It shows the item at `selection`, or none if there isn't one, and never writes it:
 /// the owner does, on `edited`.
@@ -19,8 +18,6 @@ RowLayout {
 
     Label {
         Layout.preferredWidth: 110
-        color: Theme.text
-        font.pixelSize: 12
         text: root.title
     }
     ComboBox {
@@ -28,8 +25,6 @@ RowLayout {
 
         Layout.fillWidth: true
         currentIndex: root.shownIndex
-        font.pixelSize: 12
-        implicitHeight: 26
         model: root.items
 
         Accessible.description: displayText

@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import Vornex.Widgets
+import Vornex.Style
 
 /// A slider over whole numbers. It shows `value`, resting at an end if that lies outside of its range, and
 /// never writes it: the owner does, on `edited`.
@@ -25,13 +25,11 @@ RowLayout {
     component EndLabel: Label {
         Layout.minimumWidth: 60
         color: Theme.secondaryText
-        font.pixelSize: 10
+        font.pixelSize: Theme.captionSize
     }
 
     Label {
         Layout.minimumWidth: 120
-        color: Theme.text
-        font.pixelSize: 12
         text: root.title
     }
     EndLabel {
@@ -42,6 +40,8 @@ RowLayout {
         id: slider
 
         Layout.fillWidth: true
+        Layout.leftMargin: 6
+        Layout.rightMargin: 6
         from: root.from
         snapMode: Slider.SnapAlways
         stepSize: 1

@@ -1,5 +1,5 @@
 import QtQuick
-import Vornex.Widgets
+import Vornex.Style
 
 /// One number of a date or a time: typed, or stepped by the arrow keys, going round at the ends. It shows
 /// `value` and never writes it: the owner does, on `edited`.
@@ -24,7 +24,7 @@ TextInput {
     }
 
     color: enabled ? Theme.text : Theme.faded(Theme.text, 0.5)
-    font.pixelSize: 12
+    font.pixelSize: Theme.bodySize
     inputMethodHints: Qt.ImhDigitsOnly
     maximumLength: digits
     selectByMouse: true

@@ -1,7 +1,7 @@
 pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls
-import Vornex.Widgets
+import Vornex.Style
 
 /// Numbers that make up a date or a time, with arrows that step the one that was last touched.
 Row {
@@ -22,8 +22,7 @@ Row {
 
     Label {
         anchors.verticalCenter: parent.verticalCenter
-        color: root.enabled ? Theme.text : Theme.faded(Theme.text, 0.5)
-        font.pixelSize: 12
+        opacity: enabled ? 1 : 0.5
         text: root.title
     }
     FocusScope {
@@ -35,9 +34,9 @@ Row {
 
         Rectangle {
             anchors.fill: parent
-            border.color: frame.activeFocus ? Theme.accent : Theme.faded(Theme.gray, 0.6)
+            border.color: frame.activeFocus ? Theme.accent : palette.mid
             border.width: 1
-            color: "#2a2a2a"
+            color: Theme.field
             radius: 5
         }
         Row {
@@ -80,7 +79,7 @@ Row {
 
                         anchors.left: number.right
                         color: number.color
-                        font.pixelSize: 12
+                        font.pixelSize: Theme.bodySize
                         text: part.index + 1 < root.names.length ? root.separator : ""
                         width: text === "" ? 0 : 8
                         horizontalAlignment: Text.AlignHCenter

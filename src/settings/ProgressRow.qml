@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import QtQuick.Templates as T
-import Vornex.Widgets
+import Vornex.Style
 
 /// A percentage as a bar and a number.
 RowLayout {
@@ -18,8 +18,6 @@ RowLayout {
 
     Label {
         Layout.minimumWidth: 120
-        color: Theme.text
-        font.pixelSize: 12
         text: root.title
     }
     T.ProgressBar {
@@ -48,7 +46,7 @@ RowLayout {
     Label {
         Layout.preferredWidth: 36
         color: Theme.secondaryText
-        font.pixelSize: 11
+        font.pixelSize: Theme.footnoteSize
         horizontalAlignment: Text.AlignRight
         text: root.percentText
     }

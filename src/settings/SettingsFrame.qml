@@ -1,9 +1,9 @@
 import QtQuick
+import QtQuick.Controls
 import Vornex.Settings
-import Vornex.Widgets
 
 /// The settings window. Its size and place come from the code that shows it.
-DarkWindow {
+ApplicationWindow {
     id: root
 
     required property SettingsViewModel vm

@@ -23,15 +23,6 @@ FocusScope {
         flickable.contentY = Math.max(least, Math.min(flickable.contentY, Math.max(0, top - 8)));
     }
 
-    component FormButton: Button {
-        font.pixelSize: 13
-
-        Accessible.name: text
-        Accessible.onPressAction: clicked()
-        Keys.onEnterPressed: clicked()
-        Keys.onReturnPressed: clicked()
-    }
-
     implicitHeight: 600
     implicitWidth: 900
 
@@ -124,11 +115,11 @@ FocusScope {
             Item {
                 Layout.fillWidth: true
             }
-            FormButton {
+            Button {
                 text: qsTr("설정 초기화")
                 onClicked: root.vm.resetSettings()
             }
-            FormButton {
+            Button {
                 text: qsTr("저장")
                 onClicked: root.vm.saveSettings()
             }

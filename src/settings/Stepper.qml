@@ -1,6 +1,6 @@
 import QtQuick
-import QtQuick.Templates as T
-import Vornex.Widgets
+import QtQuick.Controls
+import Vornex.Style
 
 /// Two small arrows for the mouse; the keyboard has its own way.
 Column {
@@ -9,33 +9,20 @@ Column {
     required property string name ///< for screen readers
     signal step(int offset)
 
-    component Arrow: T.AbstractButton {
-        id: arrow
-
+    component Arrow: Button {
         required property string name
 
         autoRepeat: true
+        flat: true
         focusPolicy: Qt.NoFocus
+        font.pixelSize: Theme.arrowSize
         implicitHeight: 12
         implicitWidth: 18
-        opacity: !enabled ? 0.4 : down ? 0.7 : 1
-
+    
         Accessible.name: name
-        Accessible.onPressAction: clicked()
-        Accessible.readOnly: !enabled
-        Accessible.role: Accessible.Button
         background: Rectangle {
             color: Theme.faded("white", 0.12)
             radius: 2
-        }
-        contentItem: Text {
-            color: Theme.text
-            font.pixelSize: 7
-            horizontalAlignment: Text.AlignHCenter
-            text: arrow.text
-
-            Accessible.ignored: true
-            verticalAlignment: Text.AlignVCenter
         }
     }
 

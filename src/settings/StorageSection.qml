@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Vornex.Settings
-import Vornex.Widgets
+import Vornex.Style
 
 /// How the camera shares out the card among its kinds of recordings.
 GroupCard {
@@ -74,7 +74,7 @@ GroupCard {
         }
         Label {
             color: Theme.secondaryText
-            font.pixelSize: 11
+            font.pixelSize: Theme.footnoteSize
             text: qsTr("보관 2GB")
         }
     }

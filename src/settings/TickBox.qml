@@ -9,12 +9,8 @@ CheckBox {
     signal edited(bool isOn)
 
     checked: isOn
-    font.pixelSize: 12
     padding: 0
-    spacing: 6
 
-    Accessible.name: text
-    Accessible.readOnly: !enabled
     // Assistive technologies change `checked` without a signal that tells a user's doing.
     onCheckedChanged: {
         if (checked !== isOn)

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import Vornex.Settings
-import Vornex.Widgets
+import Vornex.Style
 
 /// The camera's own network. The rules are told and not enforced.
 GroupCard {
@@ -13,7 +13,7 @@ GroupCard {
     component Rule: Label {
         Layout.fillWidth: true
         color: Theme.red
-        font.pixelSize: 11
+        font.pixelSize: Theme.footnoteSize
         wrapMode: Text.Wrap
     }
 

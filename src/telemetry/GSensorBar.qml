@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Layouts
 import Vornex.Telemetry
-import Vornex.Widgets
+import Vornex.Style
 
 /// The three accelerometer lines, drawn as the recording plays, with their legend.
 RowLayout {
@@ -16,10 +16,6 @@ RowLayout {
         if (visible)
             graph.rebuildSoon();
     }
-
-    readonly property color colourX: "#0a84ff"
-    readonly property color colourY: "#30d158"
-    readonly property color colourZ: "#ff453a"
 
     spacing: 10
 
@@ -59,7 +55,7 @@ RowLayout {
                 Layout.fillWidth: true
                 Layout.fillHeight: true
                 buffer: graph.bufferX
-                color: root.colourX
+                color: Theme.blue
                 currentTime: root.currentTime
                 duration: root.duration
             }
@@ -67,7 +63,7 @@ RowLayout {
                 Layout.fillWidth: true
                 Layout.fillHeight: true
                 buffer: graph.bufferY
-                color: root.colourY
+                color: Theme.green
                 currentTime: root.currentTime
                 duration: root.duration
             }
@@ -75,7 +71,7 @@ RowLayout {
                 Layout.fillWidth: true
                 Layout.fillHeight: true
                 buffer: graph.bufferZ
-                color: root.colourZ
+                color: Theme.red
                 currentTime: root.currentTime
                 duration: root.duration
             }
@@ -95,9 +91,9 @@ RowLayout {
         Column {
             anchors.verticalCenter: parent.verticalCenter
             spacing: 10
-            LegendItem { name: qsTr("G-Sensor X"); color: root.colourX }
-            LegendItem { name: qsTr("G-Sensor Y"); color: root.colourY }
-            LegendItem { name: qsTr("G-Sensor Z"); color: root.colourZ }
+            LegendItem { name: qsTr("G-Sensor X"); color: Theme.blue }
+            LegendItem { name: qsTr("G-Sensor Y"); color: Theme.green }
+            LegendItem { name: qsTr("G-Sensor Z"); color: Theme.red }
         }
         MouseArea {
             anchors.fill: parent

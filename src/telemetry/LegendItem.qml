@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Vornex.Style
 
 /// A coloured bar with its name.
 Row {
@@ -18,7 +19,7 @@ Row {
     }
     Label {
         text: root.name
-        font.pixelSize: 11
+        font.pixelSize: Theme.footnoteSize
         color: "white"
         opacity: 0.85
     }

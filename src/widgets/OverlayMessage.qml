@@ -1,5 +1,7 @@
 pragma ComponentBehavior: Bound
 import QtQuick
+import QtQuick.Controls
+import Vornex.Style
 
 /// A card with a message. It takes the mouse on itself, and leaves what lies beside it alone.
 FocusScope {
@@ -32,14 +34,12 @@ FocusScope {
         onWheel: {}
     }
 
-    component Line: Text {
+    component Line: Label {
         width: content.availableWidth
         horizontalAlignment: Text.AlignHCenter
         textFormat: Text.PlainText
         wrapMode: Text.Wrap
         elide: Text.ElideRight
-        Accessible.role: Accessible.StaticText
-        Accessible.name: text
     }
 
     Column {
@@ -67,33 +67,18 @@ FocusScope {
             visible: text !== ""
             text: root.message
             color: "black"
-            font.pixelSize: Theme.footnoteSize
+            font.pixelSize: Theme.bodySize
             maximumLineCount: 12
         }
-        PlainButton {
+        Button {
             id: button
             objectName: "button"
             anchors.horizontalCenter: parent.horizontalCenter
-            visible: root.buttonText !== ""
             focus: true
-            name: root.buttonText
-            verticalPadding: 6
-            horizontalPadding: 16
-            implicitWidth: implicitContentWidth + leftPadding + rightPadding
-            implicitHeight: implicitContentHeight + topPadding + bottomPadding
+            highlighted: true
+            text: root.buttonText
+            visible: text !== ""
             onClicked: root.buttonTap()
-
-            contentItem: Text {
-                text: root.buttonText
-                textFormat: Text.PlainText
-                color: "white"
-                font.pixelSize: 13
-                Accessible.ignored: true
-            }
-            background: Rectangle {
-                radius: 6
-                color: Theme.accent
-            }
         }
     }
 }

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Shapes
+import Vornex.Style
 
 /// Fills the place of a missing picture.
 Shape {

@@ -1,27 +1,16 @@
 import QtQuick
+import QtQuick.Controls
 
 /// A button with a word on it, of the looks of ImageButton.
-PlainButton {
-    id: root
-
+Button {
+    required property string name ///< for screen readers
     required property string title
 
-    implicitWidth: 60
+    flat: true
+    font.weight: Font.Medium
     implicitHeight: 34
+    implicitWidth: 60
+    text: title
 
-    contentItem: Text {
-        text: root.title
-        textFormat: Text.PlainText
-        color: Theme.faded("white", 0.85)
-        font.pixelSize: 12
-        font.weight: Font.Medium
-        horizontalAlignment: Text.AlignHCenter
-        verticalAlignment: Text.AlignVCenter
-        elide: Text.ElideRight
-        Accessible.ignored: true
-    }
-    background: Rectangle {
-        color: Theme.faded("black", 0.18)
-        border.color: Theme.faded("white", 0.06)
-    }
+    Accessible.name: name
 }

@@ -1,7 +1,6 @@
 import QtQuick
 import QtTest
 import Vornex.Playback
-import Vornex.Widgets
 
 Item {
     id: root

@@ -1,5 +1,6 @@
 #include "common/preferences.h"
 #include "playback/multitrackplayer.h"
+#include "style/style.h"
 #include "support/pictures.h"
 #include "support/scriptedmovie.h"
 #include "telemetry/gsensorgraph.h"
@@ -122,6 +123,7 @@ class Setup : public QObject
 {
     Q_OBJECT
 public Q_SLOTS:
+    void applicationAvailable() { applyStyle(); }
     void qmlEngineAvailable(QQmlEngine *engine)
     {
         engine->addImportPath(QStringLiteral("qrc:/qt/qml"));

@@ -1,8 +1,8 @@
 #include "settingscard.h"
+#include "style/style.h"
 
 #include <QQmlContext>
 #include <QQmlEngine>
-#include <QQuickStyle>
 #include <QtQuickTest>
 
 /// A card and the state of a form over it, at the hands of the QML tests: `rig`.
@@ -30,7 +30,7 @@ class Setup : public QObject
 {
     Q_OBJECT
 public Q_SLOTS:
-    void applicationAvailable() { QQuickStyle::setStyle(QStringLiteral("Fusion")); }
+    void applicationAvailable() { applyStyle(); }
     void qmlEngineAvailable(QQmlEngine *engine)
     {
         engine->addImportPath(QStringLiteral("qrc:/qt/qml"));

@@ -1,5 +1,7 @@
 import QtQuick
+import QtQuick.Controls
 import QtTest
+import Vornex.Style
 import Vornex.Widgets
 
 Item {
@@ -22,18 +24,22 @@ Item {
             name: "channel"
             title: "CH All"
         }
+        Button {
+            id: plain
+            text: "확인"
+        }
     }
     TestCase {
         name: "Buttons"
         when: windowShown
 
         function test_act_data() {
-            return [{ tag: "image", button: image }, { tag: "text", button: text }];
+            return [{ tag: "image", button: image }, { tag: "text", button: text }, { tag: "plain", button: plain }];
         }
         function test_act(row) {
             const clicks = createTemporaryObject(spy, root, { target: row.button });
             mouseClick(row.button, 1, 1); // the whole frame takes the click
-            mouseClick(row.button, row.button.width - 1, 33);
+            mouseClick(row.button, row.button.width - 1, row.button.height - 1);
             row.button.forceActiveFocus(Qt.TabFocusReason);
             keyClick(Qt.Key_Space);
             keyClick(Qt.Key_Return);

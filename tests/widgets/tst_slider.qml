@@ -32,7 +32,7 @@ Item {
             root.told = [];
         }
         function control() { // the part that takes mouse, keys and assistive technologies
-            return slider.children[slider.children.length - 1];
+            return slider.children[0];
         }
 
         function test_clickIsAShortDrag() {
@@ -42,12 +42,12 @@ Item {
         }
 
         function test_dragTellsEachChangeAndClamps() {
-            mousePress(slider, 100, 8);
+            mousePress(slider, 110, 8);
             mouseMove(slider, 150, 30);
             mouseMove(slider, 260, 8);
             mouseMove(slider, -40, 8);
             mouseRelease(slider, -40, 8);
-            compare(root.told, [true, 0.5, true, 0.75, true, 1, true, 0, false]);
+            compare(root.told, [true, 0.55, 0.75, 1, 0, false]);
         }
 
         function test_keys_data() {
@@ -68,20 +68,22 @@ Item {
 
         // As a screen reader does it.
         function test_writtenValueIsARequest() {
-            control().value = 0.8;
+            reader.setValue(control(), 0.8);
             compare(root.told, [true, 0.8, false]);
+            control().Accessible.increaseAction();
+            fuzzyCompare(root.position, 0.9, 1e-9);
             root.position = 0.3; // and the binding is still there
             compare(control().value, 0.3);
             compare(slider.value, 0.3);
         }
 
         function test_disabledTakesNothingAndEndsADrag() {
-            mousePress(slider, 100, 8);
+            mousePress(slider, 50, 8);
             slider.enabled = false;
-            compare(root.told, [true, 0.5, false]);
+            compare(root.told, [true, 0.25, false]);
             mouseRelease(slider, 100, 8);
-            mouseClick(slider, 50, 8);
-            control().value = 0.8;
+            mouseClick(slider, 150, 8);
+            reader.setValue(control(), 0.8);
             compare(root.told.length, 3);
         }
 
@@ -94,8 +96,8 @@ Item {
         }
         function test_showsItsValueAndTellsNobody(row) {
             root.position = row.value;
-            compare(slider.children[1].width, row.filled);
-            compare(slider.children[2].x, row.filled - 6); // the thumb
+            compare(control().background.children[0].width, row.filled);
+            compare(control().handle.x, row.filled);
             compare(root.told, []);
         }
     }

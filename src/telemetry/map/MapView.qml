@@ -1,7 +1,7 @@
 import QtQuick
 import Vornex.Map
 import Vornex.Telemetry
-import Vornex.Widgets
+import Vornex.Style
 
 /// Where the car was at the player's time, on a map.
 Item {
@@ -49,7 +49,7 @@ Item {
         visible: !MapEngine.isAvailable || loader.status === Loader.Error || (root.page?.hasFailed ?? false)
         text: MapEngine.isAvailable ? qsTr("지도를 표시할 수 없습니다.") : qsTr("지도 기능 없이 빌드된 프로그램입니다.")
         color: Theme.gray
-        font.pixelSize: Theme.footnoteSize
+        font.pixelSize: Theme.bodySize
         Accessible.role: Accessible.StaticText
         Accessible.name: text
     }

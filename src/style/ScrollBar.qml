@@ -1,7 +1,7 @@
 import QtQuick
 import QtQuick.Templates as T
+import Vornex.Style
 
-/// A scroll bar that is seen on the dark window, unlike the style's own.
 T.ScrollBar {
     id: root
 
@@ -9,6 +9,7 @@ T.ScrollBar {
     implicitWidth: implicitContentWidth + leftPadding + rightPadding
     minimumSize: 0.08 // of ten thousand rows, too, the handle can be grasped
     padding: 2
+    visible: policy !== T.ScrollBar.AlwaysOff && (policy === T.ScrollBar.AlwaysOn || size < 1)
 
     background: Rectangle {
         color: Theme.faded("white", 0.04)

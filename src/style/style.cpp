@@ -1,0 +1,9 @@
+#include "style.h"
+
+#include <QQuickStyle>
+
+void applyStyle()
+{
+    QQuickStyle::setStyle(QStringLiteral("Vornex.Style"));
+    QQuickStyle::setFallbackStyle(QStringLiteral("Basic")); // for what isn't drawn here
+}
