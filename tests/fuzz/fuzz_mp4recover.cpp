@@ -4,7 +4,7 @@
 #include "common/mappedfile.h"
 #include "failure.h"
 #include "finder.h"
-#include "repair.h"
+#include "writing/repair.h"
 
 #include <cstdlib>
 #include <string>
@@ -34,7 +34,6 @@ void check(const Findings &findings, std::size_t size)
     for (const Unit &unit : findings.units)
         require(unit.offset >= 4 && unit.size > 0 && unit.offset <= size && unit.size <= size - unit.offset);
     for (const Channel &channel : findings.channels) {
-        require(channel.times.empty() || channel.times.size() == channel.pictures.size());
         for (const Picture &picture : channel.pictures)
             require(picture.unitCount > 0
                     && std::size_t{picture.firstUnit} + picture.unitCount <= findings.units.size());

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "bytes.h"
 #include "common/mappedfile.h"
+#include "reading/bytes.h"
 
 #include <cstdint>
 #include <random>

@@ -1,19 +1,23 @@
+#include "channels/apart.h"
 #include "common/mappedfile.h"
 #include "failure.h"
 #include "finder.h"
-#include "indexedfindings.h"
-#include "options.h"
-#include "repair.h"
+#include "writing/options.h"
+#include "writing/repair.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <functional>
+#include <new>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <span>
+#include <unistd.h>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -87,6 +91,7 @@ void spoilSets(Findings &findings)
 } // namespace
 
 Q_DECLARE_METATYPE(Change)
+Q_DECLARE_METATYPE(std::function<void(int &)>)
 
 class TestMp4Recover : public QObject
 {
@@ -116,41 +121,45 @@ private Q_SLOTS:
 
     void writesWhatWasFound_data()
     {
-        QTest::addColumn<bool>("areTimesKnown");
         QTest::addColumn<Change>("change");
-        QTest::newRow("index lost") << false << Change([](Findings &) {});
-        QTest::newRow("index trusted") << true << Change([](Findings &) {});
-        QTest::newRow("no parameter sets") << false << Change([](Findings &findings) {
+        QTest::newRow("index lost") << Change([](Findings &) {});
+        QTest::newRow("no parameter sets") << Change([](Findings &findings) {
             for (Channel &channel : findings.channels)
                 channel.parameterSets.clear();
         });
-        QTest::newRow("spoilt parameter sets, index trusted") << true << Change(spoilSets);
-        QTest::newRow("picture set lost") << false << Change([](Findings &findings) {
+        QTest::newRow("spoilt parameter sets") << Change(spoilSets);
+        QTest::newRow("picture set lost") << Change([](Findings &findings) {
             for (Channel &channel : findings.channels)
                 std::erase_if(channel.parameterSets,
                               [](const std::vector<std::uint8_t> &set) { return (set[0] & 0x1f) == 8; });
         });
-        QTest::newRow("no telemetry") << false << Change([](Findings &findings) { findings.clock.clear(); });
+        QTest::newRow("no telemetry") << Change([](Findings &findings) { findings.clock.clear(); });
         QTest::newRow("last channel empty")
-            << false << Change([](Findings &findings) { findings.channels.push_back({}); });
+            << Change([](Findings &findings) { findings.channels.push_back({}); });
     }
     void writesWhatWasFound()
     {
-        QFETCH(const bool, areTimesKnown);
         QFETCH(const Change, change);
         const auto source = MappedFile::open(QFile::encodeName(m_whole).constData());
         QVERIFY(source);
-        Findings findings = findingsOfIndex(m_whole, source->bytes(), areTimesKnown);
-        for (Channel &channel : findings.channels)
-            channel.request = ChannelRequest{320, 180, 30};
+        Findings findings =
+            findRecording(*source, std::vector(2, ChannelRequest{320, 180, 30}), [](double) {});
         change(findings);
+        const bool areSetsThere = findings.channels.front().parameterSets
+            == findRecording(*source, std::vector(2, ChannelRequest{320, 180, 30}), [](double) {})
+                   .channels.front()
+                   .parameterSets;
         const RepairReport report =
             repair(source->bytes(), findings, file(QStringLiteral("out.mp4")).toStdString(), [](double) {});
         QCOMPARE(report.channels.size(), std::size_t{2});
         for (int channel = 0; channel < 2; ++channel) {
             QCOMPARE(report.channels[static_cast<std::size_t>(channel)].found, std::size_t{90});
             QCOMPARE(report.channels[static_cast<std::size_t>(channel)].lost, std::int64_t{0});
-            QCOMPARE(picturesOf(file(QStringLiteral("out.mp4")), channel), picturesOf(m_whole, channel));
+            // The offset of the colours' quantiser can't be seen where sets have to be built.
+            const QStringList pictures = picturesOf(file(QStringLiteral("out.mp4")), channel);
+            QCOMPARE(pictures.size(), 90);
+            if (areSetsThere)
+                QCOMPARE(pictures, picturesOf(m_whole, channel));
             const double seconds =
                 secondsOf(file(QStringLiteral("out.mp4")), QStringLiteral("v:%1").arg(channel));
             QVERIFY2(std::abs(seconds - 3) < 0.034, qPrintable(QString::number(seconds)));
@@ -253,45 +262,31 @@ private Q_SLOTS:
         QCOMPARE(picturesOf(file(QStringLiteral("out.mp4")), 0), picturesOf(m_whole, 0));
     }
 
-    void knowsWhichIndexToTrust_data()
+    void workApartLeavesNoTrace_data()
     {
-        QTest::addColumn<bool>("isInFront");
-        QTest::addColumn<double>("kept"); // share of the file
-        QTest::addColumn<bool>("isSpoilt"); // the places of the sound
-        QTest::addColumn<bool>("isTrusted");
-        QTest::newRow("behind") << false << 1.0 << false << true;
-        QTest::newRow("in front") << true << 1.0 << false << true;
-        QTest::newRow("in front, the media cut off") << true << 0.6 << false << true;
-        QTest::newRow("sound elsewhere") << false << 1.0 << true << false;
+        QTest::addColumn<std::function<void(int &)>>("work");
+        QTest::addColumn<bool>("isDone");
+        using Work = std::function<void(int &)>;
+        QTest::newRow("to its end") << Work([](int &result) { result = 42; }) << true;
+        QTest::newRow("a crash") << Work([](int &) { std::abort(); }) << false;
+        QTest::newRow("an exception") << Work([](int &) { throw std::bad_alloc(); }) << false;
+        QTest::newRow("for ever") << Work([](int &) { pause(); }) << false;
     }
-    void knowsWhichIndexToTrust()
+    void workApartLeavesNoTrace()
     {
-        QFETCH(const bool, isInFront);
-        QFETCH(const double, kept);
-        QFETCH(const bool, isSpoilt);
-        QFETCH(const bool, isTrusted);
-        const QString path = file(QStringLiteral("indexed.mp4"));
-        const Ended copied = run(QStringLiteral("ffmpeg"),
-                                 {QStringLiteral("-y"), QStringLiteral("-i"), m_whole, QStringLiteral("-map"),
-                                  QStringLiteral("0"), QStringLiteral("-c"), QStringLiteral("copy"),
-                                  QStringLiteral("-movflags"),
-                                  isInFront ? QStringLiteral("+faststart") : QStringLiteral("0"), path});
-        QVERIFY2(copied.status == 0, qPrintable(copied.output));
-        QByteArray bytes = contents(path);
-        bytes.truncate(qRound64(kept * static_cast<double>(bytes.size())));
-        if (isSpoilt) {
-            const qsizetype table = bytes.lastIndexOf("stco") + 12; // behind version, flags and count
-            bytes.replace(table, 200, QByteArray(200, '\0'));
-        }
-        write(path, bytes);
-        const auto source = MappedFile::open(QFile::encodeName(path).constData());
-        QFile::remove(path);
-        QVERIFY(source);
-        const Findings findings = findRecording(*source, {}, [](double) {});
-        QCOMPARE(findings.isIndexTrusted, isTrusted);
-        QCOMPARE(findings.channels.size(), std::size_t{2});
-        QVERIFY(static_cast<double>(findings.channels[0].pictures.size()) > 80 * kept);
-        QVERIFY(!findings.sound.stretches.empty());
+        QFETCH(const std::function<void(int &)>, work);
+        QFETCH(const bool, isDone);
+        int result = 0;
+        int other = 0;
+        const bool done = runApart(
+            [&] {
+                other = 1;
+                work(result);
+            },
+            std::as_writable_bytes(std::span(&result, 1)), 0.3);
+        QCOMPARE(done, isDone);
+        QCOMPARE(result, isDone ? 42 : 0);
+        QCOMPARE(other, 0);
     }
 
     void takesTheArgumentsOfTheChannels()

@@ -197,7 +197,6 @@ private Q_SLOTS:
         QTest::newRow("in runs") << "00000011111122222233333"
                                     "3"
                                  << false;
-        QTest::newRow("in runs of unequal length") << "000001111122222200001111222" << false;
         QTest::newRow("twice as many of the first, by ids") << "0102" << true;
         QTest::newRow("disorderly, by ids") << "0110210222011" << true;
     }

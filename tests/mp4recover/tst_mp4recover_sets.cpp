@@ -1,6 +1,6 @@
-#include "bitreader.h"
-#include "bitwriter.h"
-#include "parametersets.h"
+#include "reading/bitreader.h"
+#include "sets/bitwriter.h"
+#include "sets/parametersets.h"
 
 #include <memory>
 #include <QTest>
@@ -135,31 +135,6 @@ private Q_SLOTS:
         QVERIFY(picture);
         QCOMPARE(picture->id, 40);
         QCOMPARE(picture->sequenceId, 2);
-    }
-
-    void idsAreReplacedAndNothingElse()
-    {
-        const QList<ParameterSet> h264 = setsOfEncoder("libx264", {1280, 720}, 30, "ref=4");
-        for (const int id : {0, 1, 7, 31}) {
-            const auto sequence = withH264Ids(h264.value(0), id, 0);
-            QVERIFY(sequence);
-            QCOMPARE(parseH264Sequence(*sequence)->id, id);
-            QCOMPARE(withH264Ids(*sequence, 0, 0), h264[0]);
-            const auto picture = withH264Ids(h264.value(1), id, 255);
-            QVERIFY(picture);
-            QCOMPARE(parseH264Picture(*picture)->id, 255);
-            QCOMPARE(parseH264Picture(*picture)->sequenceId, id);
-            QCOMPARE(withH264Ids(*picture, 0, 0), h264[1]);
-        }
-        const QList<ParameterSet> h265 = setsOfEncoder("libx265", {1280, 720}, 30, "ref=4");
-        const auto sequence = withH265Ids(h265.value(1), 15, 0);
-        QVERIFY(sequence);
-        QCOMPARE(parseH265Sequence(*sequence)->id, 15);
-        QCOMPARE(withH265Ids(*sequence, 0, 0), h265[1]);
-        const auto picture = withH265Ids(h265.value(2), 3, 63);
-        QVERIFY(picture);
-        QCOMPARE(parseH265Picture(*picture)->id, 63);
-        QCOMPARE(withH265Ids(*picture, 0, 0), h265[2]);
     }
 
     void numbersSurviveWritingAndReading()

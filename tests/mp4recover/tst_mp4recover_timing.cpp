@@ -1,5 +1,5 @@
-#include "silence.h"
-#include "timing.h"
+#include "sound/silence.h"
+#include "time/timing.h"
 
 #include <cmath>
 #include <QTest>
@@ -151,18 +151,6 @@ private Q_SLOTS:
             const std::int64_t at = times.decode[i] + times.shownLater[i] - times.firstShown;
             QCOMPARE(at, std::int64_t{order[i]} * times.lastDuration);
         }
-    }
-
-    void timesOfAnIndexAreMadeToRise()
-    {
-        Channel channel;
-        channel.timescale = 30000;
-        channel.times = {{5000, -1000}, {6000, 0}, {6000, 2000}, {4000, 0}, {9000, 0}};
-        channel.pictures.resize(channel.times.size());
-        const VideoTimes times = timesOfIndex(channel);
-        QCOMPARE(times.decode, (std::vector<std::int64_t>{0, 1000, 1001, 1002, 4000}));
-        QCOMPARE(times.shownLater.front(), 0);
-        QCOMPARE(times.firstShown, std::int64_t{0});
     }
 
     void silenceStandsForWhatIsLost_data()

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "findings.h"
-#include "unitsearch.h"
+#include "reading/findings.h"
+#include "reading/unitsearch.h"
 
 /// Finds what is left of a recording: its pictures by channel, its sound, its clock. Without requests the
 /// channel description among the telemetry tells the channels, else the parameter sets. Decodes nothing.

@@ -1,9 +1,9 @@
 #include "common/mappedfile.h"
 #include "failure.h"
 #include "finder.h"
-#include "options.h"
-#include "outputfile.h"
-#include "repair.h"
+#include "writing/options.h"
+#include "writing/outputfile.h"
+#include "writing/repair.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -53,8 +53,6 @@ void tell(const RepairReport &report)
                      report.soundSeconds, report.silentSeconds);
     else
         std::fprintf(stderr, "sound: none\n");
-    for (const std::string &remark : report.remarks)
-        std::fprintf(stderr, "%s\n", remark.c_str());
 }
 
 /// Neither of the two files that are made may replace the source, nor one the other.
@@ -78,6 +76,8 @@ void recover(const Options &options)
         throw Failure(ExitStatus::Source, "cannot read " + options.source + ": " + std::strerror(errno));
     const Findings findings = findRecording(*source, options.channels, ProgressTeller("searching"));
     tell(repair(source->bytes(), findings, options.target, ProgressTeller("writing")));
+    for (const std::string &remark : findings.remarks)
+        std::fprintf(stderr, "%s\n", remark.c_str());
     if (source->hasShrunk())
         std::fprintf(stderr, "the source became shorter, or parts of it couldn't be read\n");
 }

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "reading/boxes.h"
+#include "sets/parametersets.h"
+
+#include <vector>
+
+/// A track of an index.
+struct IndexTrack {
+    enum class Kind { Other, Video, Sound };
+
+    Kind kind = Kind::Other;
+    VideoCodec codec = VideoCodec::H264;
+    int width = 0;
+    int height = 0;
+    std::vector<ParameterSet> parameterSets;
+
+    SoundKind sound = SoundKind::None;
+    int sampleRateHz = 0;
+    int channelCount = 0;
+};
+
+/// What an index says of its tracks (ISO/IEC 14496-12, 8). Where their samples lie isn't asked: the index of
+/// a damaged recording is an earlier one's, or wrong. Memory: bounded by the index' size.
+[[nodiscard]] std::vector<IndexTrack> tracksOf(Bytes bytes, const Box &index);
