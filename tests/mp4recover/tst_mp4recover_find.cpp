@@ -175,7 +175,7 @@ private Q_SLOTS:
         SyntheticRecording recording(2);
         writeTurns(
             recording, [](SyntheticRecording &r) { r.addAac(150); }, 100, 12);
-        for (std::size_t length = 0; length < recording.size(); length += 173) {
+        for (std::size_t length = 0; length < recording.size(); length += 1733) {
             const Findings findings = find(recording.file(length), 2);
             std::size_t whole = 0;
             std::size_t found = 0;

@@ -83,13 +83,14 @@ std::uint64_t lastUnitBefore(const Landmarks &landmarks, std::uint64_t place)
 /// through has its header still; its data goes on as something else.
 std::vector<Span> breaksIn(Bytes bytes, const Landmarks &landmarks, const SoundShape &sound, Span part)
 {
+    constexpr std::uint64_t noticeable = 64; // what is left of a unit
     std::vector<Span> breaks;
     for (const Span &piece : leftoversIn(bytes, part, landmarks)) {
         const bool isSound = isSoundStart(sound.kind, bytes.subspan(piece.offset, piece.size));
         if (looksLikeUnit(bytes, landmarks.codec, piece.offset)
             || (isSound && piece.size > sound.largestPiece)) {
             breaks.push_back(piece);
-        } else if (!isSound) {
+        } else if (!isSound && piece.size >= noticeable) {
             // Behind what isn't sound the unit isn't whole: its length told of bytes that were never written.
             const std::uint64_t unit = std::max(part.offset, lastUnitBefore(landmarks, piece.offset));
             breaks.push_back({unit, piece.end() - unit});
@@ -184,8 +185,8 @@ private:
         if (m_group == 0 || next == m_keys.end() || earlier == m_keys.begin() || lost * 4 > double(m_group))
             return false;
         const std::size_t distance = *next - *(earlier - 1);
-        const std::size_t missing = (m_group - distance % m_group) % m_group;
-        return double(missing) > double(near) + 2 * lost;
+        const std::size_t off = std::min(distance % m_group, m_group - distance % m_group);
+        return double(off) > double(near) + 2 * lost;
     }
 
     /// Parameter sets that were not before it.
