@@ -19,7 +19,6 @@ constexpr double leastChange = 0.05;
 constexpr double worthOfSmoothing = 0.3;
 constexpr double worthOfUnusual = 0.5; // of a change other than the camera's last one
 constexpr double clearlyAlone = 1; ///< where there isn't a picture of each camera
-constexpr double clearly = 0.05; ///< of a logarithm, by which one way is better than another
 constexpr double undecodable = 1000;
 
 /// What a picture does to the one that its decoder had before it.
@@ -141,7 +140,8 @@ bool CameraTrial::follow(const Camera &camera)
 }
 
 std::optional<std::vector<std::uint8_t>> CameraTrial::assign(const std::vector<std::uint32_t> &pictures,
-                                                             const std::vector<Camera> &cameras)
+                                                             const std::vector<Camera> &cameras,
+                                                             double margin)
 {
     if (m_budget.isSpent() || pictures.size() > cameras.size()
         || !std::all_of(cameras.begin(), cameras.end(), [this](const Camera &one) { return follow(one); }))
@@ -186,7 +186,7 @@ std::optional<std::vector<std::uint8_t>> CameraTrial::assign(const std::vector<s
             next = std::min(next, cost);
         }
     } while (std::next_permutation(order.begin(), order.end()));
-    if (next - least < (pictures.size() == cameras.size() ? clearly : clearlyAlone))
+    if (next - least < (pictures.size() == cameras.size() ? margin : clearlyAlone))
         return std::nullopt;
     std::vector<std::uint8_t> channels;
     for (std::size_t i = 0; i < pictures.size(); ++i)

@@ -27,9 +27,10 @@ public:
                 const std::vector<std::vector<ParameterSet>> &sets, const Budget &budget);
 
     /// The channel of each of the pictures, all different; none where nothing can be decoded, or where it
-    /// makes no difference. `noChannel` for what no camera can decode. At most as many pictures as cameras.
-    [[nodiscard]] std::optional<std::vector<std::uint8_t>> assign(const std::vector<std::uint32_t> &pictures,
-                                                                  const std::vector<Camera> &cameras);
+    /// makes no difference. `margin` is that of a logarithm by which one way must be better than
+    /// another. At most as many pictures as cameras.
+    [[nodiscard]] std::optional<std::vector<std::uint8_t>>
+    assign(const std::vector<std::uint32_t> &pictures, const std::vector<Camera> &cameras, double margin);
 
 private:
     struct Follower {

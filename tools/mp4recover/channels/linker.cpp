@@ -9,6 +9,10 @@
 namespace {
 
 constexpr int noise = 12; ///< faults of a picture that nothing else supports
+// By how much one assignment must fit better than another: to doubt that turns are kept, and where they
+// aren't.
+constexpr double surely = 0.35;
+constexpr double likely = 0.05;
 constexpr std::uint32_t asked = 5; ///< pictures of each channel that show whether they take turns
 constexpr std::size_t stretches = 6; ///< so often in a recording
 
@@ -135,7 +139,7 @@ private:
         std::vector<Camera> cameras;
         for (const std::uint8_t channel : channels)
             cameras.push_back({channel, &m_channels[channel].group()});
-        const auto verdict = m_trial->assign(window, cameras);
+        const auto verdict = m_trial->assign(window, cameras, m_asking == Asking::Some ? surely : likely);
         if (!verdict)
             return;
         if (m_asking == Asking::Some && index >= m_unsureUntil) {
