@@ -7,6 +7,7 @@
 #include "sets/setschoice.h"
 
 #include <algorithm>
+#include <map>
 
 namespace {
 
@@ -94,6 +95,32 @@ void addSetsOf(const std::vector<IndexTrack> &tracks, std::vector<Channel> &chan
     }
 }
 
+/// The tracks on which an index has the pictures, if it has hardly one less than there are and all of them
+/// begin where it says: else it is another recording's, or an earlier one's.
+std::optional<Links> linksOfIndex(const AccessUnits &found, const std::vector<IndexTrack> &tracks,
+                                  std::size_t channelCount)
+{
+    constexpr std::size_t fewOutside = 50; // one in so many
+    std::map<std::uint64_t, std::uint8_t> channelAt;
+    std::uint8_t channel = 0;
+    for (const IndexTrack &track : tracks)
+        if (track.kind == IndexTrack::Kind::Video && channel < channelCount) {
+            for (const Span &sample : track.samples)
+                channelAt.emplace(sample.offset, channel);
+            ++channel;
+        }
+    Links links;
+    std::size_t outside = 0;
+    for (const AccessUnit &picture : found.pictures) {
+        const auto sample = channelAt.find(picture.offset);
+        links.channels.push_back(sample == channelAt.end() ? noChannel : sample->second);
+        outside += sample == channelAt.end() ? 1U : 0U;
+    }
+    if (channel < channelCount || outside * fewOutside > found.pictures.size())
+        return std::nullopt;
+    return links;
+}
+
 constexpr std::size_t fewTies = 24; ///< they may all be decoded
 
 /// Links that need decoding, and how the headers alone would have it.
@@ -160,6 +187,10 @@ void findChannels(Bytes bytes, VideoCodec codec, const AccessUnits &found,
         findings.channels = buildChannels(codec, found, links, requests, findings.losses);
         addSetsOf(tracks, findings.channels);
     };
+    if (const auto indexed = linksOfIndex(found, tracks, requests.size())) {
+        build(*indexed);
+        return;
+    }
     const Links links = linkChannels(codec, found, requests, findings.losses);
     build(links);
     if (links.ties.empty() && links.doubtful == 0)

@@ -5,6 +5,7 @@
 namespace {
 
 constexpr std::size_t mostTracks = 16;
+constexpr std::uint32_t mostSamples = 1'000'000; // of a track; an hour has 216,000 pictures at the most
 constexpr std::uint64_t fullHeader = 4; // version and flags
 
 /// Reads a box's content from its beginning; zeros behind its end.
@@ -20,6 +21,11 @@ public:
     std::uint32_t number8() { return number(1); }
     std::uint32_t number16() { return number(2); }
     std::uint32_t number32() { return number(4); }
+    std::uint64_t number64()
+    {
+        const std::uint64_t high = number32();
+        return high << 32U | number32();
+    }
     Bytes take(std::size_t count)
     {
         const Bytes taken = m_bytes.first(std::min(count, m_bytes.size()));
@@ -130,6 +136,8 @@ public:
         m_tables = *tables;
         readHandler(*media);
         readDescription();
+        if (m_track.kind == IndexTrack::Kind::Video && (!readSizes() || !readOffsets()))
+            m_track.samples.clear();
         return std::move(m_track);
     }
 
@@ -210,6 +218,61 @@ private:
                 if (const auto descriptor = childOf(m_bytes, inner, "esds"))
                     m_track.sound = kindOfDescriptor(Reader(m_bytes, descriptor->content()));
         }
+    }
+
+    [[nodiscard]] bool readSizes()
+    {
+        auto table = tableIn(m_bytes, m_tables, "stsz");
+        if (!table)
+            return false;
+        const std::uint32_t equalSize = table->number32(); // only sound has one
+        const std::uint32_t count = table->number32();
+        if (equalSize != 0 || table->left() / 4 < count || count > mostSamples)
+            return false;
+        m_track.samples.resize(count);
+        for (Span &sample : m_track.samples)
+            sample.size = table->number32();
+        return true;
+    }
+
+    /// The places of the samples, by those of their chunks.
+    [[nodiscard]] bool readOffsets()
+    {
+        const bool isLong = !childOf(m_bytes, m_tables, "stco");
+        auto chunks = tableIn(m_bytes, m_tables, isLong ? "co64" : "stco");
+        auto runs = tableIn(m_bytes, m_tables, "stsc");
+        if (!chunks || !runs)
+            return false;
+        std::uint32_t chunkCount = chunks->number32();
+        chunkCount =
+            static_cast<std::uint32_t>(std::min<std::size_t>(chunkCount, chunks->left() / (isLong ? 8 : 4)));
+        std::uint32_t runsLeft = runs->number32();
+        std::uint32_t nextFirst = runs->number32();
+        std::uint32_t perChunk = 0;
+        std::size_t sample = 0;
+        for (std::uint32_t chunk = 1; chunk <= chunkCount; ++chunk) {
+            if (runsLeft > 0 && chunk >= nextFirst) {
+                perChunk = runs->number32();
+                runs->skip(4);
+                --runsLeft;
+                nextFirst = runs->number32();
+            }
+            const std::uint64_t offset = isLong ? chunks->number64() : chunks->number32();
+            if (!placeSamples(offset, perChunk, sample))
+                return false;
+        }
+        return sample == m_track.samples.size();
+    }
+
+    [[nodiscard]] bool placeSamples(std::uint64_t offset, std::uint32_t count, std::size_t &sample)
+    {
+        for (; count > 0; --count, ++sample) {
+            if (sample == m_track.samples.size())
+                return false;
+            m_track.samples[sample].offset = offset;
+            offset += m_track.samples[sample].size;
+        }
+        return true;
     }
 
     Bytes m_bytes;

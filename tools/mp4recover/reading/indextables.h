@@ -14,12 +14,13 @@ struct IndexTrack {
     int width = 0;
     int height = 0;
     std::vector<ParameterSet> parameterSets;
+    std::vector<Span> samples; ///< of pictures; none if the tables don't agree with each other
 
     SoundKind sound = SoundKind::None;
     int sampleRateHz = 0;
     int channelCount = 0;
 };
 
-/// What an index says of its tracks (ISO/IEC 14496-12, 8). Where their samples lie isn't asked: the index of
-/// a damaged recording is an earlier one's, or wrong. Memory: bounded by the index' size.
+/// What an index says of its tracks (ISO/IEC 14496-12, 8). Not checked against the file. Memory: bounded by
+/// the index' size.
 [[nodiscard]] std::vector<IndexTrack> tracksOf(Bytes bytes, const Box &index);

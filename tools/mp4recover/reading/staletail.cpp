@@ -126,8 +126,8 @@ public:
     }
 
     /// Whether the pictures right behind a break have numbers that don't follow those right before it, or key
-    /// pictures that come at another time.
-    [[nodiscard]] bool isBrokenAt(const Span &place) const
+    /// pictures that come at another time; both, where nothing but that speaks for a border.
+    [[nodiscard]] bool isBrokenAt(const Span &place, bool needsBoth) const
     {
         const auto behind = firstFrom(place.end());
         const auto before = firstFrom(place.offset);
@@ -135,8 +135,9 @@ public:
             return false;
         // A unit that was cut through and the rest of one that it reaches into hold no picture that is lost.
         const double lost = std::max(0.0, double(place.size) - 2.5 * double(m_largest)) / m_usualSize;
-        return isOtherNumber(before, behind, lost) || isOtherGroup(before, behind, lost)
-            || isOtherSet(before, behind);
+        const bool isOther = isOtherNumber(before, behind, lost);
+        const bool isLate = isOtherGroup(before, behind, lost);
+        return needsBoth ? isOther && isLate : isOther || isLate || isOtherSet(before, behind);
     }
 
 private:
@@ -227,7 +228,7 @@ RecordingEnd recordingEnd(Bytes bytes, Span payload, const Landmarks &landmarks)
     std::vector<Span> breaks = breaksIn(bytes, landmarks, sound, part);
     const Continuity continuity(bytes, landmarks);
     for (const Span &place : breaks)
-        if (place.size < longestBreak && continuity.isBrokenAt(place))
+        if (place.size < longestBreak && continuity.isBrokenAt(place, stale == nullptr))
             return {place.offset, true};
     if (stale == nullptr)
         return {payload.end(), false};
