@@ -7,6 +7,7 @@
 #include "sets/setschoice.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 namespace {
@@ -95,26 +96,27 @@ void addSetsOf(const std::vector<IndexTrack> &tracks, std::vector<Channel> &chan
     }
 }
 
-/// The tracks on which an index has the pictures, if it has hardly one less than there are and all of them
-/// begin where it says: else it is another recording's, or an earlier one's.
+/// The tracks on which an index has the pictures. None if more than hardly one stands outside of its samples:
+/// then it is another recording's, or an earlier one's.
 std::optional<Links> linksOfIndex(const AccessUnits &found, const std::vector<IndexTrack> &tracks,
                                   std::size_t channelCount)
 {
     constexpr std::size_t fewOutside = 50; // one in so many
-    std::map<std::uint64_t, std::uint8_t> channelAt;
+    std::map<std::uint64_t, std::pair<std::uint64_t, std::uint8_t>> samples; // by offset: end, channel
     std::uint8_t channel = 0;
     for (const IndexTrack &track : tracks)
         if (track.kind == IndexTrack::Kind::Video && channel < channelCount) {
             for (const Span &sample : track.samples)
-                channelAt.emplace(sample.offset, channel);
+                samples.try_emplace(sample.offset, sample.end(), channel);
             ++channel;
         }
     Links links;
     std::size_t outside = 0;
     for (const AccessUnit &picture : found.pictures) {
-        const auto sample = channelAt.find(picture.offset);
-        links.channels.push_back(sample == channelAt.end() ? noChannel : sample->second);
-        outside += sample == channelAt.end() ? 1U : 0U;
+        const auto behind = samples.upper_bound(picture.offset);
+        const bool isInside = behind != samples.begin() && picture.end <= std::prev(behind)->second.first;
+        links.channels.push_back(isInside ? std::prev(behind)->second.second : noChannel);
+        outside += isInside ? 0U : 1U;
     }
     if (channel < channelCount || outside * fewOutside > found.pictures.size())
         return std::nullopt;
