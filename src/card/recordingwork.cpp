@@ -68,7 +68,7 @@ QCoro::Task<WorkResult> RecordingWork::carryOut(Step step)
     const QPointer<RecordingWork> self(this);
     m_means.discard(step.target);
     if (step.formats) {
-        const auto looking = QtConcurrent::run(reasonAgainstInput, step.source, step.formats);
+        const auto looking = QtConcurrent::run(&m_workers, reasonAgainstInput, step.source, step.formats);
         const QString reason = co_await qCoro(looking).waitForFinished();
         if (!reason.isEmpty()) {
             logLine(QStringLiteral("[ProcessManager] ") + step.source + QStringLiteral(" is refused: ")
@@ -135,7 +135,7 @@ QCoro::Task<WorkResult> RecordingWork::remux(QString source, QString target, std
     WorkResult result = co_await carryOut(step);
     if (result.hasSucceeded()) {
         // A message for each frame of a long recording would hold up the main thread.
-        const auto search = QtConcurrent::run([said] { return tooloutput::damageReport(said); });
+        const auto search = QtConcurrent::run(&m_workers, [said] { return tooloutput::damageReport(said); });
         result.reason = co_await qCoro(search).waitForFinished();
         if (!result.reason.isEmpty())
             result.problem = ToolProblem::Damaged;
@@ -170,7 +170,7 @@ QCoro::Task<WorkResult> RecordingWork::extractChannel(const QString &source, int
 
 QCoro::Task<std::optional<QList<VideoChannel>>> RecordingWork::videoInfo(QString path)
 {
-    const auto scan = QtConcurrent::run([path] { return describeChannels(path); });
+    const auto scan = QtConcurrent::run(&m_workers, [path] { return describeChannels(path); });
     const ChannelDescription description = co_await qCoro(scan).waitForFinished();
     if (!description.error.isEmpty())
         logLine(QStringLiteral("[ProcessManager] getVideoInfo error: ") + description.error);
@@ -229,7 +229,7 @@ QCoro::Task<WorkResult> RecordingWork::mergeAudio(QString video, std::stop_token
 QCoro::Task<WorkResult> RecordingWork::join(QString video, RepairFiles made, std::stop_token stop)
 {
     const QPointer<RecordingWork> self(this);
-    const auto preparing = QtConcurrent::run([sound = made.sound, video] {
+    const auto preparing = QtConcurrent::run(&m_workers, [sound = made.sound, video] {
         extendSound(sound, video);
         return reasonAgainstInput(sound, soundFormats);
     });
@@ -246,7 +246,7 @@ QCoro::Task<WorkResult> RecordingWork::join(QString video, RepairFiles made, std
 
 QCoro::Task<> RecordingWork::move(QString from, QString to)
 {
-    const auto moving = QtConcurrent::run(files::replaceByMove, from, to);
+    const auto moving = QtConcurrent::run(&m_workers, files::replaceByMove, from, to);
     const QString error = co_await qCoro(moving).waitForFinished();
     if (!error.isEmpty())
         logLine(QStringLiteral("[FileExtractor] rename failed:: ") + error);

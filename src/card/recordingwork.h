@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QThreadPool>
 
 /// How a step of the work ended. Success is a target with a size; one that a full disk, a limit, a signal or
 /// a stop left incomplete is removed and doesn't count.
@@ -98,10 +99,11 @@ private:
     QCoro::Task<WorkResult> carryOutOnce(Step step);
     QCoro::Task<WorkResult> carryOutPlain(QString operation, Step step);
     QCoro::Task<WorkResult> join(QString video, RepairFiles made, std::stop_token stop);
-    static QCoro::Task<> move(QString from, QString to);
+    QCoro::Task<> move(QString from, QString to);
     QCoro::Task<> rebuild(PlayableRequest request, Playable *playable);
     QCoro::Task<> addSound(PlayableRequest request, Playable *playable);
     [[nodiscard]] WorkResult judge(const ToolResult &tool, const QString &target) const;
 
     Means m_means;
+    QThreadPool m_workers; ///< a click doesn't wait for scans that others have in the global one
 };
