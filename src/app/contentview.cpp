@@ -1,19 +1,25 @@
 #include "contentview.h"
 
 #include "card/processmanager.h"
+#include "card/processvalues.h"
 #include "card/sdmanager.h"
 #include "common/bundle.h"
 #include "common/log.h"
 #include "common/task.h"
 #include "desktop/desktop.h"
+#include "desktop/imagedesktop.h"
 #include "playback/multitrackplayer.h"
 
 #include <QPointer>
+#include <QQuickWindow>
 #include <QScreen>
+#include <QTimer>
+#include <utility>
 
 namespace {
 
 constexpr QSize firstWindowSize(1100, 720);
+constexpr std::chrono::seconds patienceOfUser(30); // behind a window that has gone; 80 GB or more are deleted
 
 /// Those of the card that is in. The manager has to outlive them.
 SettingsFiles settingsFilesOf(ProcessManager &manager)
@@ -33,7 +39,7 @@ ContentView::ContentView(Desktop &desktop, MovieOpener openMovie, Preferences &p
     , m_settingsWindow(settingsFilesOf(m_viewModel->procManager()))
     , m_exit(std::move(exit))
 {
-    m_windowDelegate.setTerminate([this] { terminate(); });
+    m_windowDelegate.setQuit([this] { quit(patienceOfUser); });
     connect(&m_windowDelegate, &WindowDelegate::windowWillClose, this, &ContentView::mainWindowWillClose);
     connect(m_sdManager.get(), &SDManager::detectedDiskChanged, this, &ContentView::onDetectedDiskChanged);
     connect(m_sdManager.get(), &SDManager::detectedDiskChanged, &m_settingsWindow,
@@ -73,10 +79,16 @@ QCoro::Task<> ContentView::setUp()
         co_return;
     m_isInitialized = success;
     updateOverlay();
-    if (success)
-        m_sdManager->startMonitoring();
-    else
-        terminate();
+    if (m_isEnding)
+        co_return;
+    if (!success) {
+        m_windowDelegate.closeWithoutAsking();
+        m_exit();
+        co_return;
+    }
+    m_sdManager->startMonitoring();
+    if (m_image)
+        m_sdManager->watch(*m_image);
 }
 
 void ContentView::onDetectedDiskChanged()
@@ -134,8 +146,33 @@ void ContentView::overlayButtonPressed()
     }
 }
 
-void ContentView::terminate()
+void ContentView::openCardImage(const QString &path)
 {
+    m_image = std::make_unique<ImageDiskWatcher>(path);
+    if (m_isInitialized && !m_isEnding)
+        m_sdManager->watch(*m_image);
+}
+
+void ContentView::quit(std::chrono::milliseconds patience)
+{
+    if (std::exchange(m_isEnding, true))
+        return;
+    Q_EMIT ending();
+    if (QQuickWindow *settings = m_settingsWindow.window())
+        settings->hide();
     m_windowDelegate.closeWithoutAsking();
-    m_exit();
+    startTask(this, [this] { return cleanUp(); });
+    QTimer::singleShot(patience, this, m_exit);
+}
+
+QCoro::Task<> ContentView::cleanUp()
+{
+    const QPointer<ContentView> self(this);
+    ProcessManager &tools = m_viewModel->procManager();
+    tools.endToolWork();
+    tools.deleteDirectory(processvalues::tempRoot() + QStringLiteral("cfg"));
+    tools.deleteDirectory(processvalues::tempRoot() + QStringLiteral("mov"));
+    co_await tools.deleted();
+    if (self)
+        m_exit();
 }

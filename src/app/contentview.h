@@ -4,6 +4,7 @@
 #include "settings/settingswindow.h"
 #include "windowdelegate.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <QObject>
 #include <QQmlEngine>
 
+class ImageDiskWatcher;
 class Preferences;
 class SDManager;
 struct Desktop;
@@ -30,7 +32,7 @@ class ContentView : public QObject
     Q_PROPERTY(Overlay overlay READ overlay NOTIFY overlayChanged FINAL)
 
 public:
-    /// exit ends the event loop. What is passed outlives this object.
+    /// exit ends the event loop; it may be called again. What is passed outlives this object.
     ContentView(Desktop &desktop, std::function<QCoro::Task<OpenedMovie>(QString)> openMovie,
                 Preferences &preferences, std::function<void()> exit, QObject *parent = nullptr);
     ~ContentView() override;
@@ -47,23 +49,30 @@ public:
     void showWindow(QWindow *window);
     /// Starts the set-up of the tools, and after it the card detection. Once.
     void appear();
+    /// Ends the program: the window goes at once, then the tools, then what was extracted. What can't be
+    /// deleted within this time is left to the next start.
+    void quit(std::chrono::milliseconds patience);
+    /// Shows a card image in the place of the card that is in.
+    void openCardImage(const QString &path);
 
     Q_INVOKABLE void overlayButtonPressed();
 
 Q_SIGNALS:
     void overlayChanged();
+    void ending(); ///< the program
 
 private:
     QCoro::Task<> setUp();
+    QCoro::Task<> cleanUp();
     void onDetectedDiskChanged();
     void cardAttached();
     void cardDetached();
     void mainWindowWillClose();
     void updateOverlay();
-    void terminate();
 
     // Released in the opposite order: the card detection goes first, the state last.
     std::unique_ptr<AppViewModel> m_viewModel;
+    std::unique_ptr<ImageDiskWatcher> m_image; ///< of a card image that was opened on the way
     std::unique_ptr<SDManager> m_sdManager;
     SettingsWindow m_settingsWindow;
     WindowDelegate m_windowDelegate;
@@ -71,4 +80,5 @@ private:
     QString m_cardPath; ///< the last detected disk that was acted on; empty for none
     Overlay m_overlay;
     bool m_isInitialized = false;
+    bool m_isEnding = false;
 };

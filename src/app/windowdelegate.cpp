@@ -1,7 +1,5 @@
 #include "windowdelegate.h"
 
-#include "card/processmanager.h"
-#include "card/processvalues.h"
 #include "common/log.h"
 
 #include <QEvent>
@@ -39,17 +37,7 @@ void WindowDelegate::answer(bool yes)
     }
     // isAlerting stays set, so that no overlay flashes up while the program ends.
     Q_EMIT isConfirmingChanged();
-    deleteExtractedFiles();
-    m_terminate();
-}
-
-void WindowDelegate::deleteExtractedFiles()
-{
-    if (!m_viewModel)
-        return;
-    ProcessManager &procManager = m_viewModel->procManager();
-    procManager.deleteDirectory(processvalues::tempRoot() + QStringLiteral("cfg"));
-    procManager.deleteDirectory(processvalues::tempRoot() + QStringLiteral("mov"));
+    m_quit();
 }
 
 void WindowDelegate::closeWithoutAsking()
@@ -57,6 +45,16 @@ void WindowDelegate::closeWithoutAsking()
     m_mayClose = true;
     if (m_window)
         m_window->close();
+}
+
+void WindowDelegate::bringForward()
+{
+    if (!m_window)
+        return;
+    // A request to be activated alone may be denied to who doesn't come from a click.
+    m_window->setWindowStates(m_window->windowStates() & ~Qt::WindowMinimized);
+    m_window->raise();
+    m_window->requestActivate();
 }
 
 bool WindowDelegate::eventFilter(QObject *watched, QEvent *event)
@@ -71,10 +69,11 @@ bool WindowDelegate::eventFilter(QObject *watched, QEvent *event)
     return false;
 }
 
+/// A window that is minimised or hidden keeps what it was.
 void WindowDelegate::followVisibility(QWindow::Visibility visibility)
 {
     const bool isFullScreen = visibility == QWindow::FullScreen;
-    if (isFullScreen == m_isFullScreen)
+    if (isFullScreen == m_isFullScreen || visibility == QWindow::Minimized || visibility == QWindow::Hidden)
         return;
     m_isFullScreen = isFullScreen;
     isFullScreen ? windowWillEnterFullScreen() : windowWillExitFullScreen();

@@ -10,8 +10,8 @@
 
 /// Decides about the main window's closing, and follows its full-screen state.
 ///
-/// Every way of quitting ends in windowShouldClose(): the close button and the application's quit through the
-/// window's close event, a shortcut or a signal by a call. It puts the confirmation up and answers no; the
+/// Every way of quitting by the user ends in windowShouldClose(): the close button and the application's quit
+/// through the window's close event, a shortcut by a call. It puts the confirmation up and answers no; the
 /// window closes later, when the user says yes. Until a view model is set the confirmation works without one.
 class WindowDelegate : public QObject
 {
@@ -25,16 +25,16 @@ public:
 
     void setViewModel(AppViewModel *viewModel) { m_viewModel = viewModel; }
     void setWindow(QWindow *window); ///< from here on its close and full-screen events come here
-    void setTerminate(std::function<void()> terminate) { m_terminate = std::move(terminate); }
+    void setQuit(std::function<void()> quit) { m_quit = std::move(quit); }
 
     /// The confirmation is up.
     [[nodiscard]] bool isConfirming() const { return m_isConfirming; }
     /// Asks for the confirmation, unless it is up or the program is ending. Whether the window may close now.
     Q_INVOKABLE bool windowShouldClose();
-    /// The user's answer. Yes deletes what was extracted and ends the program.
+    /// The user's answer. Yes ends the program.
     Q_INVOKABLE void answer(bool yes);
-    /// Closes the window without the confirmation.
     void closeWithoutAsking();
+    void bringForward(); ///< in front of other windows, as far as the desktop lets us
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
@@ -46,11 +46,10 @@ private:
     void followVisibility(QWindow::Visibility visibility);
     void windowWillEnterFullScreen();
     void windowWillExitFullScreen();
-    void deleteExtractedFiles();
 
     QPointer<AppViewModel> m_viewModel;
     QPointer<QWindow> m_window;
-    std::function<void()> m_terminate;
+    std::function<void()> m_quit;
     bool m_isConfirming = false;
     bool m_mayClose = false;
     bool m_isFullScreen = false;

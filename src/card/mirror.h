@@ -50,6 +50,8 @@ public:
 
     /// A file or a folder, anywhere. Returns at once; empty, or what went wrong.
     [[nodiscard]] QString discard(const QString &path) { return m_trash.discard(path); }
+    /// Completes when the space of all that was discarded before is free.
+    QCoro::Task<> emptied() { return m_trash.emptied(); }
 
 Q_SIGNALS:
     void extractionEnded();

@@ -50,6 +50,7 @@ public:
     [[nodiscard]] quint64 fileSize(const QString &path, bool inTemp) const;
     /// A file or a folder with its contents; links aren't followed. It is gone at once, its space soon after.
     void deleteDirectory(const QString &path);
+    QCoro::Task<> deleted() { return m_mirror.emptied(); } ///< completes when that space is free
     /// Both remove a target first and work off the main thread.
     QCoro::Task<> copyFile(QUrl from, QUrl to);
     QCoro::Task<> rename(QString from, QString to);

@@ -29,10 +29,15 @@ SDManager::SDManager(DiskWatcher &watcher, QObject *parent)
 void SDManager::startMonitoring()
 {
     logLine(QStringLiteral("[SDManager] startMonitoring"));
-    connect(&m_watcher, &DiskWatcher::appeared, this, &SDManager::diskAppeared);
-    connect(&m_watcher, &DiskWatcher::disappeared, this, &SDManager::diskDisappeared);
-    if (!m_watcher.start())
-        m_watcher.disconnect(this);
+    watch(m_watcher);
+}
+
+void SDManager::watch(DiskWatcher &watcher)
+{
+    connect(&watcher, &DiskWatcher::appeared, this, &SDManager::diskAppeared);
+    connect(&watcher, &DiskWatcher::disappeared, this, &SDManager::diskDisappeared);
+    if (!watcher.start())
+        watcher.disconnect(this);
 }
 
 void SDManager::setDetectedDisk(std::optional<QString> devicePath)

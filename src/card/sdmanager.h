@@ -17,6 +17,8 @@ public:
 
     /// Begins card detection. A card that is in already is found in the same way. Called once.
     void startMonitoring();
+    /// Takes cards from this watcher, too, for as long as it lives, and starts it.
+    void watch(DiskWatcher &watcher);
 
     /// The card's device, such as /dev/sdb. When it changes to a value, the process-wide card device path is
     /// set already; when it changes to none, that path goes just after.

@@ -46,6 +46,7 @@ void MultiTrackPlayer::clearVideoPlayers()
 {
     m_loadNumber++;
     m_deferred.reset();
+    m_audioPlayer.reset(); // it would play on by itself
     dropVideoPlayers();
 }
 

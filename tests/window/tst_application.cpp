@@ -1,5 +1,6 @@
 // The whole program on a real card image: its real tools, its real window, drawn without a display.
 #include "app/appearance.h"
+#include "app/application.h"
 #include "app/contentview.h"
 #include "app/mainwindow.h"
 #include "app/session/appviewmodel.h"
@@ -12,7 +13,6 @@
 #include "support/framestrip.h"
 #include "windowprobe.h"
 
-#include <csignal>
 #include <QDir>
 #include <QGuiApplication>
 #include <QProcess>
@@ -72,17 +72,6 @@ QRectF pictureIn(const QRectF &area)
     return picture;
 }
 
-bool catchesSignal(qint64 processId, int signal)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(processId));
-    if (!status.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray text = status.readAll();
-    const QByteArray label = "SigCgt:\t";
-    const QByteArray mask = text.mid(text.indexOf(label) + label.size(), 16);
-    return ((mask.toULongLong(nullptr, 16) >> (signal - 1)) & 1) != 0;
-}
-
 QString extracted(const QString &name) { return processvalues::tempRoot() + name; }
 
 } // namespace
@@ -107,7 +96,7 @@ private Q_SLOTS:
     void quitting_data();
     void quitting();
     void quittingTwice_asksOnce();
-    void program_runsOnAnImageWithoutComplaint();
+    void sessionEnd_doesNotAsk(); // last: the application doesn't forget it
 
 private:
     std::unique_ptr<Program> startWithCard(const std::optional<QString> &volume = {});
@@ -390,8 +379,15 @@ void TestApplication::fullScreen_isFollowed()
     QVERIFY(program.window);
     program.window->showFullScreen();
     QTRY_VERIFY(program.viewModel().isFullScreen());
+    program.window->setWindowStates(Qt::WindowFullScreen | Qt::WindowMinimized);
+    QTRY_COMPARE(program.window->visibility(), QWindow::Minimized);
+    QVERIFY(program.viewModel().isFullScreen()); // was not left
     program.window->showNormal();
     QTRY_VERIFY(!program.viewModel().isFullScreen());
+    program.window->showMinimized();
+    QTRY_COMPARE(program.window->visibility(), QWindow::Minimized);
+    program.view.windowDelegate()->bringForward();
+    QTRY_COMPARE(program.window->visibility(), QWindow::Windowed);
 }
 
 void TestApplication::everyControlHasAName()
@@ -439,6 +435,10 @@ void TestApplication::quitting()
     program.viewModel().setAlertMessage(QStringLiteral("알림"));
 
     QFETCH(const QString, route);
+    const auto areFilesThere = [&] { return QFile::exists(recording) && QFile::exists(settings); };
+    bool wereFilesThere = false; // when the window went
+    const QObject context;
+    connect(program.window, &QWindow::visibleChanged, &context, [&] { wereFilesThere = areFilesThere(); });
     if (route == u"close")
         program.window->close();
     else if (route == u"shortcut")
@@ -464,18 +464,33 @@ void TestApplication::quitting()
         probe.press(yes ? Qt::Key_Return : Qt::Key_Escape);
     }
     QTRY_VERIFY(!delegate.isConfirming());
-    QCOMPARE(program.exits, yes ? 1 : 0);
+    QTRY_COMPARE(program.exits, yes ? 1 : 0);
     QCOMPARE(program.window->isVisible(), !yes);
     QCOMPARE(program.viewModel().isAlerting(), yes);
-    QCOMPARE(QFile::exists(recording) || QFile::exists(settings), !yes);
+    QCOMPARE(areFilesThere(), !yes);
+    QCOMPARE(wereFilesThere, yes); // the window doesn't wait for them
     QCOMPARE(program.viewModel().alertMessage(), std::make_optional(QStringLiteral("알림")));
+}
+
+void TestApplication::sessionEnd_doesNotAsk()
+{
+    Program program(makeImageDesktop(m_image, std::nullopt));
+    auto &application = static_cast<Application &>(*qApp);
+    connect(&application, &Application::sessionEnded, &program.view,
+            [&] { program.view.quit(std::chrono::seconds(4)); });
+    application.sessionWillEnd();
+    program.window->close(); // somebody objected to the end, and now the user quits
+    QVERIFY(program.view.windowDelegate()->isConfirming());
+    QCoreApplication::postEvent(qApp, new QEvent(QEvent::Quit));
+    QTRY_COMPARE(program.exits, 1);
+    QVERIFY(!program.window->isVisible());
 }
 
 void TestApplication::quittingTwice_asksOnce()
 {
     int ends = 0;
     WindowDelegate delegate; // no state was handed over yet
-    delegate.setTerminate([&] { ++ends; });
+    delegate.setQuit([&] { ++ends; });
     QSignalSpy changes(&delegate, &WindowDelegate::isConfirmingChanged);
     QVERIFY(!delegate.windowShouldClose());
     QVERIFY(!delegate.windowShouldClose());
@@ -490,37 +505,13 @@ void TestApplication::quittingTwice_asksOnce()
     QVERIFY(delegate.windowShouldClose());
 }
 
-void TestApplication::program_runsOnAnImageWithoutComplaint()
-{
-    QProcess vornex;
-    vornex.start(QStringLiteral(VORNEX_BIN_DIR "/vornex"), {QStringLiteral("--card"), m_image});
-    QByteArray output;
-    const auto hasLogged = [&](const char *line) {
-        output += vornex.readAllStandardOutput();
-        return output.contains(line) || vornex.state() == QProcess::NotRunning;
-    };
-    QTRY_VERIFY_WITH_TIMEOUT(hasLogged("[AppViewModel] loading completed"), loadTimeout);
-    QVERIFY(catchesSignal(vornex.processId(), SIGTERM)); // it asks before it ends
-    QVERIFY(catchesSignal(vornex.processId(), SIGINT));
-    vornex.kill();
-    QVERIFY(vornex.waitForFinished());
-    QCOMPARE(QString::fromUtf8(vornex.readAllStandardError()), QString());
-    QVERIFY(output.indexOf("[SDManager] startMonitoring") < output.indexOf("[ContentView] SD Card Attached"));
-
-    vornex.start(QStringLiteral(VORNEX_BIN_DIR "/vornex"),
-                 {QStringLiteral("--card"), QStringLiteral("/nowhere")});
-    QVERIFY(vornex.waitForFinished());
-    QCOMPARE(vornex.exitCode(), 2);
-    QVERIFY(vornex.readAllStandardError().contains("/nowhere"));
-}
-
 int main(int argc, char **argv)
 {
     const QTemporaryDir home;
     for (const char *folder : {"XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
         qputenv(folder, home.filePath(QString::fromLatin1(folder)).toUtf8());
     qputenv("XDG_RUNTIME_DIR", home.path().toUtf8());
-    QGuiApplication application(argc, argv);
+    Application application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     applyAppearance();
     QAccessible::setActive(true);
