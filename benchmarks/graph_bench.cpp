@@ -8,7 +8,6 @@
 #include <ctime>
 #include <QEventLoop>
 #include <QGuiApplication>
-#include <QJsonDocument>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
@@ -18,9 +17,9 @@ namespace {
 constexpr int hourSeconds = 3600;
 constexpr int ticks = 200;
 
-QString hourOfSamples()
+MediaRecords hourOfSamples()
 {
-    QJsonArray records;
+    MediaRecords records;
     for (const char *time : {"080000", "090000"}) {
         const QByteArray sentence = QByteArray("$GPRMC,") + time + ",A,3730.0,N,12704.0,E,24.17,76.09,090324";
         records.append(*parseBlock(BlockKind::GPS, sentence));
@@ -34,7 +33,7 @@ QString hourOfSamples()
         bytes.replace(7, sizeof clock, QByteArrayView(clock, sizeof clock).toByteArray());
         records.append(*parseBlock(BlockKind::SHO, bytes));
     }
-    return QString::fromUtf8(QJsonDocument(records).toJson());
+    return records;
 }
 
 void drawOnce(QQuickView &view)
@@ -58,8 +57,7 @@ int main(int argc, char **argv)
 {
     const QGuiApplication application(argc, argv);
     MediaDataViewModel data;
-    if (!data.load(hourOfSamples(), hourSeconds).isEmpty())
-        return 1;
+    data.load(hourOfSamples(), hourSeconds);
     QQuickView view;
     view.engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
     view.setResizeMode(QQuickView::SizeRootObjectToView);

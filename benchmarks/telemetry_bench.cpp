@@ -1,6 +1,6 @@
 // Times of the telemetry's stages, as one JSON object on standard output.
 //   telemetry_bench scan FILE     finding and reading all blocks of a recording
-//   telemetry_bench hour          an hour of telemetry: JSON, the model's load, one look-up of each kind
+//   telemetry_bench hour          an hour of telemetry: resampling, publishing, one look-up of each kind
 #include "media/embeddeddata.h"
 #include "media/mediadataviewmodel.h"
 
@@ -8,7 +8,6 @@
 #include <ctime>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QJsonDocument>
 
 namespace {
 
@@ -42,8 +41,10 @@ double peakMegabytes()
 void scan(const QString &path)
 {
     const double before = peakMegabytes();
-    qsizetype records = 0;
-    const Times times = timed([&] { records = parseMediaData(path).size(); });
+    MediaRecords found;
+    const Times times = timed([&] { found = parseMediaData(path).records; });
+    const qsizetype records = found.videoInfos.size() + found.positions.size() + found.accelerations.size();
+    (void)resampling::resampled(std::move(found), resampling::longestDuration, [] { return 0.0; });
     std::printf(R"({"wall": %f, "cpu": %f, "records": %lld, "own_megabytes": %f})"
                 "\n",
                 times.wallSeconds, times.processorSeconds, static_cast<long long>(records),
@@ -51,9 +52,9 @@ void scan(const QString &path)
 }
 
 /// Positions once a second, accelerometer samples ten a second.
-QJsonArray hourOfRecords()
+MediaRecords hourOfRecords()
 {
-    QJsonArray records;
+    MediaRecords records;
     for (int second = 0; second < hourSeconds; ++second) {
         const QString sentence =
             QString::asprintf("$GPRMC,%02d%02d%02d.00,A,3730.%04d,N,12704.3293,E,24.17,76.09,090324,,,A*53",
@@ -84,13 +85,11 @@ QJsonArray hourOfRecords()
 
 void hour()
 {
-    const QJsonArray records = hourOfRecords();
-    QByteArray json;
-    const Times writing = timed([&] { json = QJsonDocument(records).toJson(); });
-    const QString text = QString::fromUtf8(json);
+    const MediaRecords records = hourOfRecords();
+    const Times resampling =
+        timed([&] { (void)resampling::resampled(records, hourSeconds, [] { return 0.0; }); });
     MediaDataViewModel data;
-    const Times reading = timed([&] { (void)decodeMediaData(json); });
-    const Times loading = timed([&] { (void)data.load(text, hourSeconds); });
+    const Times loading = timed([&] { data.load(records, hourSeconds); });
     constexpr int lookUps = 1'000'000;
     qint64 sum = 0;
     const Times looking = timed([&] {
@@ -99,10 +98,10 @@ void hour()
             sum += data.gSensorSample(seconds)->accel.x + data.speedKmh(seconds);
         }
     });
-    std::printf(R"({"json_bytes": %lld, "write": %f, "decode": %f, "load": %f, "look_up": %g, "sum": %lld})"
+    std::printf(R"({"resample": %f, "publish": %f, "look_up": %g, "sum": %lld})"
                 "\n",
-                static_cast<long long>(json.size()), writing.processorSeconds, reading.processorSeconds,
-                loading.processorSeconds, looking.processorSeconds / lookUps, static_cast<long long>(sum));
+                resampling.processorSeconds, loading.processorSeconds - resampling.processorSeconds,
+                looking.processorSeconds / lookUps, static_cast<long long>(sum));
 }
 
 } // namespace

@@ -12,7 +12,6 @@
 
 #include <QCoroFuture>
 #include <QFileInfo>
-#include <QJsonDocument>
 #include <QPointer>
 #include <QStorageInfo>
 #include <QtConcurrentRun>
@@ -30,19 +29,14 @@ WorkResult cancelled() { return {ToolProblem::Cancelled, {}}; }
 
 struct ChannelDescription {
     std::optional<QList<VideoChannel>> channels; ///< of the recording's first description
-    QString error; ///< of a record that can't be decoded
+    QString error; ///< why the recording can't be read
 };
 
 ChannelDescription describeChannels(const QString &path)
 {
-    const DecodedMediaData decoded = decodeMediaData(QJsonDocument(parseMediaData(path)).toJson());
-    if (!decoded.records)
-        return {std::nullopt, decoded.error};
-    for (const MediaData &record : *decoded.records) {
-        if (record.videoInfo)
-            return {record.videoInfo->channels, {}};
-    }
-    return {};
+    const ParsedMediaData parsed = parseMediaData(path);
+    const QList<VideoInfo> &infos = parsed.records.videoInfos;
+    return {infos.isEmpty() ? std::nullopt : std::optional(infos.first().channels), parsed.error};
 }
 
 } // namespace

@@ -5,10 +5,8 @@
 #include "common/text.h"
 
 #include <algorithm>
-#include <QCoreApplication>
 #include <QFile>
 #include <QRegularExpression>
-#include <QThreadPool>
 
 namespace {
 
@@ -32,18 +30,20 @@ bool isControl(QChar c) { return c.unicode() < 0x20 || c.unicode() == 0x7f; }
 
 bool isBlankOrLineEnd(QChar c) { return c == u' ' || (c.unicode() >= 0x09 && c.unicode() <= 0x0d); }
 
-std::optional<QJsonObject> parsePosition(QByteArrayView payload)
+std::optional<MediaData> parsePosition(QByteArrayView payload)
 {
     const auto ascii = asciiText(payload);
     if (!ascii)
         return std::nullopt;
     const QStringView sentence = trimmed(trimmed(*ascii, isControl), isBlankOrLineEnd);
-    return QJsonObject{{QStringLiteral("type"), QStringLiteral("gps_info")},
-                       {QStringLiteral("nmea"), sentence.toString()}};
+    MediaData record;
+    record.type = MediaDataType::gpsInfo;
+    record.gpsInfo.emplace().nmea = sentence.toString();
+    return record;
 }
 
 /// W.H.F, each a whole number of at least 1.
-std::optional<QJsonObject> parseChannel(QStringView piece)
+std::optional<VideoChannel> parseChannel(QStringView piece)
 {
     const auto parts = piece.split(u'.', Qt::SkipEmptyParts);
     if (parts.size() != 3)
@@ -55,13 +55,11 @@ std::optional<QJsonObject> parseChannel(QStringView piece)
             return std::nullopt;
         numbers[static_cast<size_t>(i)] = *number;
     }
-    return QJsonObject{{QStringLiteral("width"), numbers[0]},
-                       {QStringLiteral("height"), numbers[1]},
-                       {QStringLiteral("fps"), numbers[2]}};
+    return VideoChannel{.width = numbers[0], .height = numbers[1], .fps = numbers[2]};
 }
 
 /// For example "vid:[2]1920.1080.30:1280.720.30", anywhere in the payload.
-std::optional<QJsonObject> parseChannels(QByteArrayView payload)
+std::optional<MediaData> parseChannels(QByteArrayView payload)
 {
     const auto ascii = asciiText(payload);
     if (!ascii)
@@ -70,38 +68,37 @@ std::optional<QJsonObject> parseChannels(QByteArrayView payload)
     const QRegularExpressionMatch match = pattern.match(*ascii);
     if (!match.hasMatch())
         return std::nullopt;
-    QJsonArray channels;
+    MediaData record;
+    record.type = MediaDataType::videoInfo;
+    VideoInfo &info = record.videoInfo.emplace();
+    info.channelCount = text::parseInteger(match.capturedView(1)).value_or(0);
     const auto pieces = match.capturedView(2).split(u':', Qt::SkipEmptyParts);
     for (const QStringView piece : pieces) {
         if (const auto channel = parseChannel(piece))
-            channels.append(*channel);
+            info.channels.append(*channel);
     }
-    return QJsonObject{
-        {QStringLiteral("type"), QStringLiteral("video_info")},
-        {QStringLiteral("channelCount"), text::parseInteger(match.capturedView(1)).value_or(0)},
-        {QStringLiteral("channels"), channels}};
+    return record;
 }
 
 /// Bytes 1 to 3: x, y, z plus 128; bytes 7 to 12: year of the century, month, day, hour, minute, second of
 /// the camera's clock.
-std::optional<QJsonObject> parseAcceleration(QByteArrayView payload)
+std::optional<MediaData> parseAcceleration(QByteArrayView payload)
 {
     if (payload.size() < 15)
         return std::nullopt;
     const auto byte = [payload](qsizetype i) { return int{static_cast<uchar>(payload[i])}; };
-    const QString timestamp = QString::asprintf("20%02d-%02d-%02d %02d:%02d:%02d", byte(7), byte(8), byte(9),
-                                                byte(10), byte(11), byte(12));
-    const QJsonObject accel{{QStringLiteral("x"), byte(1) - 128},
-                            {QStringLiteral("y"), byte(2) - 128},
-                            {QStringLiteral("z"), byte(3) - 128}};
-    return QJsonObject{{QStringLiteral("type"), QStringLiteral("gsensor_info")},
-                       {QStringLiteral("accel"), accel},
-                       {QStringLiteral("timestamp"), timestamp}};
+    MediaData record;
+    record.type = MediaDataType::gSensor;
+    record.gSensorInfo = {.timestamp = QString::asprintf("20%02d-%02d-%02d %02d:%02d:%02d", byte(7), byte(8),
+                                                         byte(9), byte(10), byte(11), byte(12)),
+                          .accel = {.x = byte(1) - 128, .y = byte(2) - 128, .z = byte(3) - 128},
+                          .elapse = {}};
+    return record;
 }
 
 } // namespace
 
-std::optional<QJsonObject> parseBlock(BlockKind kind, QByteArrayView payload)
+std::optional<MediaData> parseBlock(BlockKind kind, QByteArrayView payload)
 {
     switch (kind) {
     case BlockKind::DAT: return parseChannels(payload);
@@ -113,25 +110,61 @@ std::optional<QJsonObject> parseBlock(BlockKind kind, QByteArrayView payload)
 
 namespace {
 
-QJsonArray recordsIn(const MappedFile &file)
+// A day of ten samples and one position a second takes 90 MiB, of which its sentences are 7 million
+// characters.
+constexpr qint64 mostMemory = qint64{112} << 20;
+constexpr qint64 mostSentenceText = 16'000'000;
+
+qint64 memoryOf(const QString &text) { return text.isEmpty() ? 0 : 32 + 2 * text.capacity(); }
+
+/// Takes the records of a file as long as there is room for them.
+class Collector
 {
-    std::array<QJsonArray, blockKindCount> recordsOfKind;
-    findBlocks(file, [&](BlockKind kind, std::span<const uchar> payload) {
-        const QByteArrayView bytes(payload.data(), static_cast<qsizetype>(payload.size()));
-        if (const auto record = parseBlock(kind, bytes))
-            recordsOfKind[static_cast<size_t>(kind)].append(*record);
-    });
-    QJsonArray records;
-    for (const QJsonArray &ofKind : recordsOfKind) {
-        for (const auto record : ofKind)
-            records.append(record);
+public:
+    void take(BlockKind kind, QByteArrayView payload)
+    {
+        if (m_isFull)
+            return;
+        std::optional<MediaData> record = parseBlock(kind, payload);
+        if (!record)
+            return;
+        m_memory += memoryOf(*record);
+        m_isFull = m_memory > mostMemory || m_sentenceText > mostSentenceText;
+        if (!m_isFull)
+            m_records.append(std::move(*record));
     }
-    return records;
-}
+    [[nodiscard]] bool isFull() const { return m_isFull; }
+    [[nodiscard]] MediaRecords takeRecords() { return std::move(m_records); }
+
+private:
+    /// Of what it adds.
+    qint64 memoryOf(MediaData &record)
+    {
+        if (record.videoInfo)
+            return qint64{sizeof(VideoInfo)} + 32
+                + record.videoInfo->channels.capacity() * qint64{sizeof(VideoChannel)};
+        if (record.gpsInfo) {
+            m_sentenceText += record.gpsInfo->nmea.size();
+            return qint64{sizeof(GPSInfo)} + ::memoryOf(record.gpsInfo->nmea);
+        }
+        // All samples of a second share its text.
+        QString &timestamp = record.gSensorInfo->timestamp;
+        if (!m_records.accelerations.isEmpty() && m_records.accelerations.last().timestamp == timestamp) {
+            timestamp = m_records.accelerations.last().timestamp;
+            return sizeof(GSensorInfo);
+        }
+        return qint64{sizeof(GSensorInfo)} + ::memoryOf(timestamp);
+    }
+
+    MediaRecords m_records;
+    qint64 m_memory = 0;
+    qint64 m_sentenceText = 0;
+    bool m_isFull = false;
+};
 
 } // namespace
 
-QJsonArray parseMediaData(const QString &path)
+ParsedMediaData parseMediaData(const QString &path)
 {
     QFile file(path);
     const bool isOpen = file.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
@@ -139,22 +172,17 @@ QJsonArray parseMediaData(const QString &path)
         const auto mapped = MappedFile::ofDescriptor(file.handle());
         if (!mapped)
             break;
-        QJsonArray records = recordsIn(*mapped);
-        const bool isWhole = file.size() >= static_cast<qint64>(mapped->bytes().size());
-        if (isWhole && mapped->hasShrunk())
+        Collector collector;
+        const bool isSearched = findBlocks(*mapped, [&](BlockKind kind, std::span<const uchar> payload) {
+            collector.take(kind, QByteArrayView(payload.data(), static_cast<qsizetype>(payload.size())));
+        });
+        if (file.size() < static_cast<qint64>(mapped->bytes().size()))
+            continue;
+        if (mapped->hasShrunk())
             logLine({QStringLiteral("[EmbeddedData] some bytes couldn't be read:"), path});
-        if (isWhole)
-            return records;
+        if (collector.isFull() || !isSearched)
+            logLine({QStringLiteral("[EmbeddedData] too many records, the rest is left out:"), path});
+        return {collector.takeRecords(), {}};
     }
-    return {QJsonObject{{QStringLiteral("error"), QStringLiteral("Cannot read file")}}};
-}
-
-void parseMediaDataAsync(const QString &path, std::function<void(QJsonArray)> completion)
-{
-    QThreadPool::globalInstance()->start([path, completion = std::move(completion)] {
-        const QJsonArray records = parseMediaData(path);
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(), [completion, records] { completion(records); },
-            Qt::QueuedConnection);
-    });
+    return {{}, QStringLiteral("Cannot read file")};
 }

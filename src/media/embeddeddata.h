@@ -1,21 +1,21 @@
 #pragma once
 
+#include "mediadata.h"
 #include "tagscan.h"
 
-#include <functional>
 #include <optional>
 #include <QByteArrayView>
-#include <QJsonArray>
-#include <QJsonObject>
 
-/// The telemetry that the camera wrote into the recording's bytes, as records in the JSON form that
-/// decodeMediaData() reads: all channel descriptions, then all positions, then all accelerometer samples,
-/// each in file order. Never fails: a file that can't be read gives one object whose key "error" makes that
-/// decoding fail. One that shrinks meanwhile is searched again. Any thread.
-[[nodiscard]] QJsonArray parseMediaData(const QString &path);
+/// The records of a file, or why there are none.
+struct ParsedMediaData {
+    MediaRecords records;
+    QString error;
+};
 
-/// The same on a worker; completion is called on the main thread.
-void parseMediaDataAsync(const QString &path, std::function<void(QJsonArray)> completion);
+/// The telemetry that the camera wrote into the recording's bytes. A file that shrinks meanwhile is searched
+/// again. One made to exhaust memory gives as many records as have room in half of 256 MiB, more than a day
+/// of recording has; the log tells of the rest. Any thread.
+[[nodiscard]] ParsedMediaData parseMediaData(const QString &path);
 
 /// The record of one block's payload, none if it isn't of its kind's form.
-[[nodiscard]] std::optional<QJsonObject> parseBlock(BlockKind kind, QByteArrayView payload);
+[[nodiscard]] std::optional<MediaData> parseBlock(BlockKind kind, QByteArrayView payload);

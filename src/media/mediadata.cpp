@@ -88,7 +88,6 @@ private:
 VideoInfo readVideoInfo(ObjectReader &reader)
 {
     VideoInfo info;
-    info.type = reader.text(QStringLiteral("type"));
     info.channelCount = reader.integer(QStringLiteral("channelCount"));
     const QJsonArray channels = reader.array(QStringLiteral("channels"));
     for (const auto &value : channels) {
@@ -115,7 +114,6 @@ GPRMC readGprmc(ObjectReader &reader)
 GPSInfo readGpsInfo(ObjectReader &reader)
 {
     GPSInfo info;
-    info.type = reader.text(QStringLiteral("type"));
     info.nmea = reader.text(QStringLiteral("nmea"));
     if (reader.has(QStringLiteral("data"))) {
         ObjectReader data(reader.object(QStringLiteral("data")));
@@ -132,7 +130,6 @@ GPSInfo readGpsInfo(ObjectReader &reader)
 GSensorInfo readGSensorInfo(ObjectReader &reader)
 {
     GSensorInfo info;
-    info.type = reader.text(QStringLiteral("type"));
     info.timestamp = reader.text(QStringLiteral("timestamp"));
     ObjectReader accel(reader.object(QStringLiteral("accel")));
     info.accel = {.x = accel.integer(QStringLiteral("x")),
@@ -147,6 +144,7 @@ GSensorInfo readGSensorInfo(ObjectReader &reader)
 MediaData readMediaData(ObjectReader &reader)
 {
     MediaData record;
+    record.id = QUuid::createUuid();
     const auto type = mediaDataTypeFromRawValue(reader.text(QStringLiteral("type")));
     reader.require(QStringLiteral("type"), type.has_value());
     if (!type)
@@ -160,19 +158,6 @@ MediaData readMediaData(ObjectReader &reader)
     return record;
 }
 
-QJsonObject encode(const VideoInfo &info)
-{
-    QJsonArray channels;
-    for (const VideoChannel &channel : info.channels) {
-        channels.append(QJsonObject{{QStringLiteral("width"), channel.width},
-                                    {QStringLiteral("height"), channel.height},
-                                    {QStringLiteral("fps"), channel.fps}});
-    }
-    return {{QStringLiteral("type"), info.type},
-            {QStringLiteral("channelCount"), info.channelCount},
-            {QStringLiteral("channels"), channels}};
-}
-
 QJsonObject encode(const GPRMC &data)
 {
     return {{QStringLiteral("timeUTC"), data.timeUTC},   {QStringLiteral("date"), data.date},
@@ -180,30 +165,7 @@ QJsonObject encode(const GPRMC &data)
             {QStringLiteral("speedKmh"), data.speedKmh}, {QStringLiteral("course"), data.course}};
 }
 
-QJsonObject encode(const GPSInfo &info)
-{
-    QJsonObject object{{QStringLiteral("type"), info.type}, {QStringLiteral("nmea"), info.nmea}};
-    if (info.data)
-        object.insert(QStringLiteral("data"), encode(*info.data));
-    if (info.timestamp)
-        object.insert(QStringLiteral("timestamp"), *info.timestamp);
-    if (info.elapse)
-        object.insert(QStringLiteral("elapse"), *info.elapse);
-    return object;
-}
-
-QJsonObject encode(const GSensorInfo &info)
-{
-    QJsonObject object{{QStringLiteral("type"), info.type},
-                       {QStringLiteral("timestamp"), info.timestamp},
-                       {QStringLiteral("accel"),
-                        QJsonObject{{QStringLiteral("x"), info.accel.x},
-                                    {QStringLiteral("y"), info.accel.y},
-                                    {QStringLiteral("z"), info.accel.z}}}};
-    if (info.elapse)
-        object.insert(QStringLiteral("elapse"), *info.elapse);
-    return object;
-}
+QJsonObject objectOf(MediaDataType type) { return {{QStringLiteral("type"), rawValue(type)}}; }
 
 } // namespace
 
@@ -225,6 +187,16 @@ std::optional<MediaDataType> mediaDataTypeFromRawValue(QStringView text)
     return std::nullopt;
 }
 
+void MediaRecords::append(MediaData record)
+{
+    if (record.videoInfo)
+        videoInfos.append(std::move(*record.videoInfo));
+    if (record.gpsInfo)
+        positions.append(std::move(*record.gpsInfo));
+    if (record.gSensorInfo)
+        accelerations.append(std::move(*record.gSensorInfo));
+}
+
 DecodedMediaData decodeMediaData(const QByteArray &json)
 {
     QJsonParseError parseError;
@@ -244,13 +216,42 @@ DecodedMediaData decodeMediaData(const QByteArray &json)
     return {.records = std::move(records), .error = {}};
 }
 
-QJsonObject encodeMediaData(const MediaData &record)
+QJsonObject encodeMediaData(const VideoInfo &info)
 {
-    if (record.videoInfo)
-        return encode(*record.videoInfo);
-    if (record.gpsInfo)
-        return encode(*record.gpsInfo);
-    if (record.gSensorInfo)
-        return encode(*record.gSensorInfo);
-    return {};
+    QJsonArray channels;
+    for (const VideoChannel &channel : info.channels) {
+        channels.append(QJsonObject{{QStringLiteral("width"), channel.width},
+                                    {QStringLiteral("height"), channel.height},
+                                    {QStringLiteral("fps"), channel.fps}});
+    }
+    QJsonObject object = objectOf(MediaDataType::videoInfo);
+    object.insert(QStringLiteral("channelCount"), info.channelCount);
+    object.insert(QStringLiteral("channels"), channels);
+    return object;
+}
+
+QJsonObject encodeMediaData(const GPSInfo &info)
+{
+    QJsonObject object = objectOf(MediaDataType::gpsInfo);
+    object.insert(QStringLiteral("nmea"), info.nmea);
+    if (info.data)
+        object.insert(QStringLiteral("data"), encode(*info.data));
+    if (info.timestamp)
+        object.insert(QStringLiteral("timestamp"), *info.timestamp);
+    if (info.elapse)
+        object.insert(QStringLiteral("elapse"), *info.elapse);
+    return object;
+}
+
+QJsonObject encodeMediaData(const GSensorInfo &info)
+{
+    QJsonObject object = objectOf(MediaDataType::gSensor);
+    object.insert(QStringLiteral("timestamp"), info.timestamp);
+    object.insert(QStringLiteral("accel"),
+                  QJsonObject{{QStringLiteral("x"), info.accel.x},
+                              {QStringLiteral("y"), info.accel.y},
+                              {QStringLiteral("z"), info.accel.z}});
+    if (info.elapse)
+        object.insert(QStringLiteral("elapse"), *info.elapse);
+    return object;
 }

@@ -22,7 +22,6 @@ struct VideoChannel {
 };
 
 struct VideoInfo {
-    QString type;
     qint64 channelCount = 0;
     QList<VideoChannel> channels;
     bool operator==(const VideoInfo &) const = default;
@@ -40,13 +39,13 @@ struct GPRMC {
 };
 
 struct GPSInfo {
-    QString type;
     QString nmea; ///< the raw sentence
     std::optional<GPRMC> data;
     std::optional<QString> timestamp; ///< "yyyy-MM-dd HH:mm:ss"
     std::optional<double> elapse; ///< seconds from the start of the recording
     bool operator==(const GPSInfo &) const = default;
 };
+Q_DECLARE_TYPEINFO(GPSInfo, Q_RELOCATABLE_TYPE);
 
 /// Acceleration in the sensor's raw units.
 struct AccelData {
@@ -57,20 +56,28 @@ struct AccelData {
 };
 
 struct GSensorInfo {
-    QString type;
     QString timestamp; ///< "yyyy-MM-dd HH:mm:ss"
     AccelData accel;
     std::optional<double> elapse; ///< seconds from the start of the recording
     bool operator==(const GSensorInfo &) const = default;
 };
+Q_DECLARE_TYPEINFO(GSensorInfo, Q_RELOCATABLE_TYPE);
 
 /// One record of a recording's embedded data: exactly the field that type names is set.
 struct MediaData {
-    QUuid id = QUuid::createUuid(); ///< fresh at each decoding, not in the JSON
+    QUuid id; ///< fresh at each decoding of JSON, and not in it
     MediaDataType type = MediaDataType::videoInfo;
     std::optional<VideoInfo> videoInfo;
     std::optional<GPSInfo> gpsInfo;
     std::optional<GSensorInfo> gSensorInfo;
+};
+
+/// The records of one recording, by kind, each in the file's order.
+struct MediaRecords {
+    QList<VideoInfo> videoInfos;
+    QList<GPSInfo> positions;
+    QList<GSensorInfo> accelerations;
+    void append(MediaData record);
 };
 
 enum class JSONLoadError { invalidUTF8 };
@@ -83,5 +90,7 @@ struct DecodedMediaData {
 /// Takes any bytes. Each JSON object is flat: its key "type" is also the key of the record inside.
 [[nodiscard]] DecodedMediaData decodeMediaData(const QByteArray &json);
 
-/// The object that decodeMediaData() would read the record back from; fields without a value have no key.
-[[nodiscard]] QJsonObject encodeMediaData(const MediaData &record);
+/// The objects that decodeMediaData() would read the records back from; fields without a value have no key.
+[[nodiscard]] QJsonObject encodeMediaData(const VideoInfo &info);
+[[nodiscard]] QJsonObject encodeMediaData(const GPSInfo &info);
+[[nodiscard]] QJsonObject encodeMediaData(const GSensorInfo &info);

@@ -1,13 +1,16 @@
 #include "mediadataviewmodel.h"
 
 #include "common/log.h"
-#include "resampling.h"
+#include "embeddeddata.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <QCoreApplication>
+#include <QPointer>
 #include <QRandomGenerator>
+#include <QThreadPool>
 
 namespace {
 
@@ -18,10 +21,11 @@ double steadySeconds()
 
 double randomJitter() { return (QRandomGenerator::global()->generateDouble() * 2 - 1) * 0.000002; }
 
-int truncated(double number)
+/// Whole, toward zero; what no integer holds becomes the nearest one.
+qint64 truncated(double number)
 {
-    constexpr double limit = std::numeric_limits<int>::max();
-    return static_cast<int>(std::clamp(number, -limit, limit));
+    constexpr double limit = 9223372036854774784.0; // the largest below 2^63
+    return static_cast<qint64>(std::clamp(number, -limit, limit));
 }
 
 } // namespace
@@ -47,9 +51,10 @@ void MediaDataViewModel::renewId()
 
 void MediaDataViewModel::reset()
 {
+    ++m_request;
     m_videoInfo.reset();
-    m_gpsEvents.clear();
-    m_gSensorEvents.clear();
+    m_telemetry.positions.clear();
+    m_telemetry.accelerations.clear();
     renewId();
     Q_EMIT eventsChanged();
 }
@@ -61,54 +66,79 @@ QString MediaDataViewModel::load(const QString &json, double duration)
     DecodedMediaData decoded = decodeMediaData(json.toUtf8());
     if (!decoded.records)
         return decoded.error;
+    MediaRecords records;
+    for (MediaData &record : *decoded.records)
+        records.append(std::move(record));
+    load(std::move(records), duration);
+    return {};
+}
 
-    m_events = std::move(*decoded.records);
-    m_videoInfo.reset();
-    m_gpsEvents.clear();
-    m_gSensorEvents.clear();
-    for (const MediaData &record : std::as_const(m_events)) {
-        if (record.videoInfo && !m_videoInfo)
-            m_videoInfo = record.videoInfo;
-        if (record.gpsInfo)
-            m_gpsEvents.append(*record.gpsInfo);
-        if (record.gSensorInfo)
-            m_gSensorEvents.append(*record.gSensorInfo);
-    }
-    resampling::timePositions(m_gpsEvents);
-    resampling::timeAccelerations(m_gSensorEvents);
-    if (!m_gpsEvents.isEmpty()) {
-        m_gpsEvents = resampling::atWholeSeconds(m_gpsEvents, duration, m_sources.jitterDegrees);
-        m_gSensorEvents = resampling::atTenths(m_gSensorEvents, duration);
+void MediaDataViewModel::load(MediaRecords records, double duration)
+{
+    ++m_request;
+    publish(resampling::resampled(std::move(records), duration, m_sources.jitterDegrees));
+}
+
+void MediaDataViewModel::loadFile(const QString &path, double duration)
+{
+    reset();
+    const auto work = [path, duration, self = QPointer(this), request = m_request,
+                       jitter = m_sources.jitterDegrees] {
+        ParsedMediaData parsed = parseMediaData(path);
+        auto telemetry = std::make_shared<resampling::Telemetry>(
+            resampling::resampled(std::move(parsed.records), duration, jitter));
+        const auto deliver = [self, request, telemetry, error = parsed.error] {
+            if (!self || self->m_request != request)
+                return;
+            if (error.isEmpty())
+                self->publish(std::move(*telemetry));
+            else
+                logLine(QStringLiteral("[AppViewModel] getMp4Data failed: ") + error);
+        };
+        QMetaObject::invokeMethod(QCoreApplication::instance(), deliver, Qt::QueuedConnection);
+    };
+    QThreadPool::globalInstance()->start(work);
+}
+
+void MediaDataViewModel::publish(resampling::Telemetry telemetry)
+{
+    // What a day of it has allocated takes some time to free.
+    QThreadPool::globalInstance()->start([former = std::exchange(m_telemetry, std::move(telemetry))] {});
+    const MediaRecords &records = m_telemetry.records;
+    m_videoInfo = records.videoInfos.isEmpty() ? std::nullopt : std::optional(records.videoInfos.first());
+    if (!m_telemetry.positions.isEmpty()) {
         renewId();
+        const double duration = m_telemetry.duration;
         logLine(QStringLiteral("[MediaDataViewModel] load: Resampled Range (0 - %1s)")
                     .arg(std::isfinite(duration) ? std::llround(duration) : 0));
     }
     Q_EMIT eventsChanged();
-    return {};
 }
 
 const GPSInfo *MediaDataViewModel::gpsSample(double seconds) const
 {
-    return resampling::sampleAt(m_gpsEvents, seconds);
+    return resampling::sampleAt(m_telemetry.positions, seconds);
 }
 
 const GSensorInfo *MediaDataViewModel::gSensorSample(double seconds) const
 {
-    return resampling::sampleAt(m_gSensorEvents, seconds);
+    return resampling::sampleAt(m_telemetry.accelerations, seconds);
 }
 
 int MediaDataViewModel::speedKmh(double seconds) const
 {
     const GPSInfo *sample = gpsSample(seconds);
-    return sample && sample->data ? truncated(sample->data->speedKmh) : 0;
+    constexpr qint64 limit = std::numeric_limits<int>::max();
+    const qint64 speed = sample && sample->data ? truncated(sample->data->speedKmh) : 0;
+    return static_cast<int>(std::clamp(speed, -limit, limit));
 }
 
 QString MediaDataViewModel::locationText() const
 {
     QString text;
-    for (const GPSInfo &sample : m_gpsEvents) {
+    for (const GPSInfo &sample : m_telemetry.positions) {
         const GPRMC data = sample.data.value_or(GPRMC());
-        text += QString::asprintf("[00:%02d] lat: %9.6f,  lng: %9.6f,  speed: %3d km\n",
+        text += QString::asprintf("[00:%02lld] lat: %9.6f,  lng: %9.6f,  speed: %3lld km\n",
                                   truncated(sample.elapse.value_or(0)), data.latitude, data.longitude,
                                   truncated(data.speedKmh));
     }
@@ -118,10 +148,9 @@ QString MediaDataViewModel::locationText() const
 QString MediaDataViewModel::gSensorText() const
 {
     QString text;
-    for (const GSensorInfo &sample : m_gSensorEvents) {
-        text += QString::asprintf("[00:%06.3f]  x: %3d,  y: %3d,  z: %3d\n", sample.elapse.value_or(0),
-                                  static_cast<int>(sample.accel.x), static_cast<int>(sample.accel.y),
-                                  static_cast<int>(sample.accel.z));
+    for (const GSensorInfo &sample : m_telemetry.accelerations) {
+        text += QString::asprintf("[00:%06.3f]  x: %3lld,  y: %3lld,  z: %3lld\n", sample.elapse.value_or(0),
+                                  sample.accel.x, sample.accel.y, sample.accel.z);
     }
     return text;
 }

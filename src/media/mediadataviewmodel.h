@@ -1,6 +1,6 @@
 #pragma once
 
-#include "mediadata.h"
+#include "resampling.h"
 
 #include <functional>
 #include <optional>
@@ -8,7 +8,7 @@
 #include <QObject>
 
 /// The telemetry of the selected recording on the recording's own time axis: positions at whole seconds,
-/// accelerometer samples ten a second. Lives on the main thread.
+/// accelerometer samples ten a second. Lives on the main thread; files are read and resampled on a worker.
 class MediaDataViewModel : public QObject
 {
     Q_OBJECT
@@ -18,19 +18,23 @@ public:
     /// What the model takes from outside; tests bring their own.
     struct Sources {
         std::function<double()> monotonicSeconds;
-        std::function<double()> jitterDegrees; ///< uniform between -0.000002 and 0.000002
+        std::function<double()> jitterDegrees; ///< uniform between -0.000002 and 0.000002; any thread
     };
     explicit MediaDataViewModel(QObject *parent = nullptr);
     MediaDataViewModel(Sources sources, QObject *parent);
 
     [[nodiscard]] double id() const { return m_id; }
-    [[nodiscard]] const QList<MediaData> &events() const { return m_events; } ///< as decoded
+    [[nodiscard]] const MediaRecords &events() const { return m_telemetry.records; } ///< as decoded
     [[nodiscard]] const std::optional<VideoInfo> &videoInfo() const { return m_videoInfo; }
-    [[nodiscard]] const QList<GPSInfo> &gpsEvents() const { return m_gpsEvents; }
-    [[nodiscard]] const QList<GSensorInfo> &gSensorEvents() const { return m_gSensorEvents; }
+    [[nodiscard]] const QList<GPSInfo> &gpsEvents() const { return m_telemetry.positions; }
+    [[nodiscard]] const QList<GSensorInfo> &gSensorEvents() const { return m_telemetry.accelerations; }
 
-    /// Empties all but events().
+    /// Empties all but events(). A file that is being read is forgotten.
     void reset();
+    /// Resets, and loads what a recording's file holds when that has been read. What comes after the next
+    /// reset or load is dropped. The log tells why if nothing can be loaded.
+    void loadFile(const QString &path, double duration);
+    void load(MediaRecords records, double duration);
     /// Takes the records' JSON text and the recording's playing time in seconds. Gives the empty text, or why
     /// nothing was changed.
     [[nodiscard]] QString load(const QString &json, double duration);
@@ -52,11 +56,11 @@ Q_SIGNALS:
 
 private:
     void renewId();
+    void publish(resampling::Telemetry telemetry);
 
     Sources m_sources;
     double m_id = 0;
-    QList<MediaData> m_events;
+    quint64 m_request = 0; ///< the newest reset or load
+    resampling::Telemetry m_telemetry;
     std::optional<VideoInfo> m_videoInfo;
-    QList<GPSInfo> m_gpsEvents;
-    QList<GSensorInfo> m_gSensorEvents;
 };

@@ -154,7 +154,8 @@ public:
             return std::nullopt;
         const qint64 payload = candidate.offset + headerSize;
         const qint64 end = payload + candidate.length.value_or(0);
-        m_isOver = end > fileSize || m_count == maximumBlocksOfAKind;
+        m_isCutShort = end <= fileSize && m_count == maximumBlocksOfAKind;
+        m_isOver = end > fileSize || m_isCutShort;
         if (m_isOver)
             return std::nullopt;
         m_position = end;
@@ -163,10 +164,13 @@ public:
         return candidate.length;
     }
 
+    [[nodiscard]] bool isCutShort() const { return m_isCutShort; }
+
 private:
     qint64 m_position = 0;
     qsizetype m_count = 0;
     bool m_isOver = false;
+    bool m_isCutShort = false; // since there are too many
 };
 
 /// The pieces of a file, searched by several threads and taken in their order.
@@ -180,12 +184,16 @@ public:
         , m_handler(handler)
     {
     }
-    void run()
+    /// False if there are too many blocks.
+    bool run()
     {
         std::vector<std::jthread> helpers;
         while (helpers.size() + 1 < std::min<size_t>(threadCount, m_pieceCount))
             helpers.emplace_back([this] { searchPieces(); });
         searchPieces();
+        helpers.clear();
+        return std::none_of(m_searches.begin(), m_searches.end(),
+                            [](const BlockSearch &search) { return search.isCutShort(); });
     }
 
 private:
@@ -237,4 +245,7 @@ private:
 
 } // namespace
 
-void findBlocks(const MappedFile &file, const BlockHandler &handler) { FileSearch(file, handler).run(); }
+bool findBlocks(const MappedFile &file, const BlockHandler &handler)
+{
+    return FileSearch(file, handler).run();
+}

@@ -23,5 +23,5 @@ inline constexpr qsizetype maximumBlocksOfAKind = 1'000'000;
 /// number is passed over with its 8 bytes of header; a header or payload that overruns the file ends the
 /// search for that kind. Goes once through the file on two threads and keeps no more than some megabytes of
 /// it in memory. Any thread; the handler is called for each kind in file order, one call at a time, and
-/// before this returns.
-void findBlocks(const MappedFile &file, const BlockHandler &handler);
+/// before this returns. False if there were more blocks of a kind than are reported.
+bool findBlocks(const MappedFile &file, const BlockHandler &handler);

@@ -522,7 +522,8 @@ void SelectionTest::telemetryOfAnEarlierSelectionIsDropped()
     QSemaphore hold;
     pool.start([&hold] { hold.acquire(); });
     QList<int> speeds;
-    connect(f->model->mediaData(), &MediaDataViewModel::eventsChanged, this,
+    const QObject here;
+    connect(f->model->mediaData(), &MediaDataViewModel::eventsChanged, &here,
             [&] { speeds.append(f->model->mediaData()->speedKmh(30)); });
     for (const qsizetype count : {1, 2}) {
         f->model->tapRow(f->row(at(count == 1 ? "100000" : "110000")));

@@ -1,10 +1,11 @@
 #include "common/mappedfile.h"
 #include "media/embeddeddata.h"
-#include "media/mediadata.h"
+#include "media/resampling.h"
 
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -30,9 +31,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
         if (end > begin + size)
             std::abort();
     });
-    const QJsonArray records = parseMediaData(path);
-    if (decodeMediaData(QJsonDocument(records).toJson()).records.value_or(QList<MediaData>()).size()
-        != records.size())
-        std::abort();
+    const MediaRecords records = parseMediaData(path).records;
+    const auto check = [](const QJsonObject &object) {
+        if (!decodeMediaData(QJsonDocument(QJsonArray{object}).toJson()).records)
+            std::abort();
+    };
+    for (const VideoInfo &info : records.videoInfos)
+        check(encodeMediaData(info));
+    for (const GPSInfo &position : records.positions)
+        check(encodeMediaData(position));
+    for (const GSensorInfo &acceleration : records.accelerations)
+        check(encodeMediaData(acceleration));
+    const auto noJitter = [] { return 0.0; };
+    (void)resampling::resampled(records, static_cast<double>(size % 1000), noJitter);
     return 0;
 }

@@ -1,6 +1,6 @@
 #include "common/mappedfile.h"
 #include "media/embeddeddata.h"
-#include "media/mediadata.h"
+#include "support/logcapture.h"
 
 #include <QJsonDocument>
 #include <QRandomGenerator>
@@ -62,9 +62,14 @@ QByteArray randomBytes(QRandomGenerator &random, qsizetype size)
     return bytes.left(size);
 }
 
-QString firstOf(const QJsonArray &records, const QString &key)
+QByteArray jsonOf(const std::optional<MediaData> &record)
 {
-    return records.first().toObject().value(key).toString();
+    if (!record)
+        return {};
+    const QJsonObject object = record->videoInfo ? encodeMediaData(*record->videoInfo)
+        : record->gpsInfo                        ? encodeMediaData(*record->gpsInfo)
+                                                 : encodeMediaData(*record->gSensorInfo);
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
 } // namespace
@@ -132,11 +137,12 @@ private Q_SLOTS:
         const qsizetype half = 1000 * block.size() - 2500;
         for (int round = 0; round < 10; ++round) {
             const QString path = write(whole);
-            QFuture<QJsonArray> records = QtConcurrent::run(parseMediaData, path);
+            QFuture<ParsedMediaData> parsed = QtConcurrent::run(parseMediaData, path);
             QVERIFY(QFile::resize(path, half));
-            const qsizetype count = records.result().size();
-            QVERIFY2(count == 1000 || count == 2000, qPrintable(QString::number(count)));
-            QCOMPARE(records.result().last(), parseMediaData(path).last());
+            const QList<GPSInfo> positions = parsed.result().records.positions;
+            QVERIFY2(positions.size() == 1000 || positions.size() == 2000,
+                     qPrintable(QString::number(positions.size())));
+            QVERIFY(positions.last() == parseMediaData(path).records.positions.last());
         }
     }
 
@@ -181,29 +187,43 @@ private Q_SLOTS:
         QFETCH(const int, kind);
         QFETCH(const QByteArray, payload);
         QFETCH(const QByteArray, json);
-        const auto record = parseBlock(static_cast<BlockKind>(kind), payload);
-        QCOMPARE(record ? QJsonDocument(*record).toJson(QJsonDocument::Compact) : QByteArray(), json);
-        if (record)
-            QVERIFY(decodeMediaData(QJsonDocument(QJsonArray{*record}).toJson()).records);
+        const QByteArray record = jsonOf(parseBlock(static_cast<BlockKind>(kind), payload));
+        QCOMPARE(record, json);
+        QVERIFY(json.isEmpty() || decodeMediaData('[' + record + ']').records);
     }
 
-    void reportsKindsInTheirOrder()
+    void sortsRecordsByKind()
     {
-        const QJsonArray records = parseMediaData(
+        const ParsedMediaData parsed = parseMediaData(
             write("SHO00015" + QByteArray(15, '\x10') + "GPS00001$" + "DAT00009vid:[1]1." + "GPS00002$2"));
-        QStringList types;
-        for (const QJsonValue &record : records)
-            types.append(record.toObject().value(QStringLiteral("type")).toString());
-        QCOMPARE(types.join(u' '), QStringLiteral("video_info gps_info gps_info gsensor_info"));
+        QCOMPARE(parsed.error, QString());
+        QCOMPARE(parsed.records.videoInfos.size(), 1);
+        QCOMPARE(parsed.records.positions.size(), 2);
+        QCOMPARE(parsed.records.positions.last().nmea, QStringLiteral("$2"));
+        QCOMPARE(parsed.records.accelerations.size(), 1);
+        QCOMPARE(parseMediaData(m_folder.filePath(QStringLiteral("missing"))).error,
+                 QStringLiteral("Cannot read file"));
+        QCOMPARE(parseMediaData(write({})).error, QString());
     }
 
-    void anUnreadableFileFailsTheDecoding()
+    void recordsAreBounded_data()
     {
-        const QJsonArray records = parseMediaData(m_folder.filePath(QStringLiteral("missing")));
-        QCOMPARE(records.size(), 1);
-        QCOMPARE(firstOf(records, QStringLiteral("error")), QStringLiteral("Cannot read file"));
-        QVERIFY(!decodeMediaData(QJsonDocument(records).toJson()).records);
-        QVERIFY(decodeMediaData(QJsonDocument(parseMediaData(write({}))).toJson()).records);
+        QTest::addColumn<QByteArray>("block");
+        QTest::addColumn<int>("count");
+        QTest::newRow("very many") << QByteArray("GPS00000") << 3'000'000;
+        QTest::newRow("long sentences") << "GPS20000" + QByteArray(20'000, 'x') << 3'000;
+        QTest::newRow("long descriptions")
+            << "DAT20000vid:[9]" + QByteArray("1.1.1:").repeated(3'332) + ' ' << 3'000;
+    }
+    void recordsAreBounded()
+    {
+        QFETCH(const QByteArray, block);
+        QFETCH(const int, count);
+        LogCapture log;
+        const MediaRecords records = parseMediaData(write(block.repeated(count))).records;
+        const qsizetype taken = records.positions.size() + records.videoInfos.size();
+        QVERIFY(taken > 0 && taken < count);
+        QCOMPARE(log.lines().filter(QStringLiteral("too many records")).size(), 1);
     }
 };
 

@@ -8,28 +8,19 @@
 
 namespace {
 
-QList<GPSInfo> positionsAt(std::initializer_list<double> seconds)
-{
-    QList<GPSInfo> samples;
-    for (const double second : seconds)
-        samples.append({.type = {}, .nmea = {}, .data = GPRMC(), .timestamp = {}, .elapse = second});
-    return samples;
-}
-
-QList<GSensorInfo> accelerationsAt(std::initializer_list<double> seconds)
-{
-    QList<GSensorInfo> samples;
-    for (const double second : seconds)
-        samples.append(
-            {.type = {}, .timestamp = {}, .accel = {.x = qint64(second), .y = 0, .z = 0}, .elapse = second});
-    return samples;
-}
-
 template <typename Sample> QList<double> elapses(const QList<Sample> &samples)
 {
     QList<double> result;
     for (const Sample &sample : samples)
         result.append(sample.elapse.value_or(-999));
+    return result;
+}
+
+QList<double> secondsOf(const QList<resampling::Placed> &placed)
+{
+    QList<double> result;
+    for (const resampling::Placed &sample : placed)
+        result.append(sample.seconds);
     return result;
 }
 
@@ -107,47 +98,49 @@ private Q_SLOTS:
 
     void putsPositionsOnWholeSeconds_data()
     {
-        QTest::addColumn<QList<GPSInfo>>("samples");
+        QTest::addColumn<resampling::Times>("times");
         QTest::addColumn<double>("duration");
         QTest::addColumn<QList<double>>("seconds");
-        QTest::newRow("stretched") << positionsAt({0, 1, 2}) << 4.0 << QList<double>{0, 2, 4};
-        QTest::newRow("squeezed, halves away from zero")
-            << positionsAt({0, 1, 2, 3}) << 1.0 << QList<double>{0, 1};
-        QTest::newRow("beyond the truncated duration")
-            << positionsAt({0, 1, 2, 3, 4}) << 3.7 << QList<double>{0, 1, 2, 3};
-        QTest::newRow("one fix") << positionsAt({7}) << 3.7 << QList<double>{0, 1, 2, 3};
-        QTest::newRow("a sample without time in between")
-            << positionsAt({0, -1000, 2}) << 2.0 << QList<double>{0, -1000, 2};
-        QTest::newRow("the last one without time")
-            << positionsAt({0, 1, -1000}) << 1.0 << QList<double>{0, 1};
-        QTest::newRow("no length") << positionsAt({0, 1}) << std::nan("") << QList<double>{0};
+        const auto row = [](const char *name, const resampling::Times &times, double duration,
+                            const QList<double> &seconds) {
+            QTest::newRow(name) << times << duration << seconds;
+        };
+        row("stretched", {0, 1, 2}, 4, {0, 2, 4});
+        row("squeezed, halves away from zero", {0, 1, 2, 3}, 1, {0, 1});
+        row("beyond the truncated duration", {0, 1, 2, 3, 4}, 3.7, {0, 1, 2, 3});
+        row("one fix", {7}, 3.7, {0, 1, 2, 3});
+        row("a sample without time in between", {5, std::nullopt, 7}, 2, {0, -5, 2});
+        row("the last one without time", {1, 2, std::nullopt}, 1, {0, 1});
+        row("no length", {0, 1}, std::nan(""), {0});
     }
     void putsPositionsOnWholeSeconds()
     {
-        QFETCH(const QList<GPSInfo>, samples);
+        QFETCH(const resampling::Times, times);
         QFETCH(const double, duration);
         QFETCH(const QList<double>, seconds);
-        QCOMPARE(elapses(resampling::atWholeSeconds(samples, duration, [] { return 0.0; })), seconds);
+        QCOMPARE(secondsOf(resampling::atWholeSeconds(times, duration)), seconds);
     }
 
     void putsAccelerationsOnTenths()
     {
-        QList<GSensorInfo> minute;
+        resampling::Times minute;
         for (int second = 0; second < 60; ++second)
-            minute += accelerationsAt({double(second)});
-        const auto whole = resampling::atTenths(minute, 60);
+            minute.append(second);
+        const auto whole = resampling::atTenths(minute, 60).value();
         QCOMPARE(whole.size(), 601);
-        QCOMPARE(whole.last().elapse, 60.0);
-        QCOMPARE(whole.last().accel.x, 59);
-        QCOMPARE(whole[3].elapse, 3 * 0.1);
-        QCOMPARE(resampling::atTenths(minute, 59.9).last().elapse, 599 * 0.1 <= 59.9 ? 599 * 0.1 : 598 * 0.1);
-        QCOMPARE(elapses(resampling::atTenths(accelerationsAt({5, 5}), 60)), (QList<double>{5, 5}));
-        QVERIFY(resampling::atTenths(accelerationsAt({0, 1}), 1e300).size() <= 864'001);
+        QCOMPARE(whole.last(), (resampling::Placed{59, 60.0}));
+        QCOMPARE(whole[3].seconds, 3 * 0.1);
+        QCOMPARE(resampling::atTenths(minute, 59.9)->last().seconds,
+                 599 * 0.1 <= 59.9 ? 599 * 0.1 : 598 * 0.1);
+        QVERIFY(!resampling::atTenths({5, 5}, 60));
+        QVERIFY(resampling::atTenths({0, 1}, 1e300)->size() <= 864'001);
     }
 
     void looksUpTheLastSampleNotLater()
     {
-        const auto samples = positionsAt({0, 2, 2, 5});
+        QList<GPSInfo> samples(4);
+        for (qsizetype i = 0; i < samples.size(); ++i)
+            samples[i].elapse = QList<double>{0, 2, 2, 5}[i];
         QVERIFY(!resampling::sampleAt(samples, -0.1));
         QCOMPARE(resampling::sampleAt(samples, 2), &samples[2]);
         QCOMPARE(resampling::sampleAt(samples, 4.9), &samples[2]);
@@ -169,6 +162,17 @@ private Q_SLOTS:
                                 "[00:75] lat: 37.550000,  lng: 126.975000,  speed:  18 km\n"));
         QVERIFY(m_model.gSensorText().startsWith(u"[00:00.000]  x:   1,  y:  -1,  z:  64\n[00:00.100]  x: "));
         QCOMPARE(m_model.gSensorEvents().size(), 751);
+    }
+
+    void exportsAnyNumberOfSeconds()
+    {
+        // The second sentence has no course, so its date is none, and it counts as of the year 2000.
+        const QString json = u'[' + positionRecord(QStringLiteral("080559"))
+            + QStringLiteral(R"(,{"type":"gps_info","nmea":"$GPRMC,080600,A,1,N,1,E,0,,090324,,,A*00"},)")
+            + positionRecord(QStringLiteral("080600")) + u']';
+        QCOMPARE(m_model.load(json, 3600), QString());
+        QVERIFY2(m_model.locationText().contains(u"[00:-2747948972400] lat:  0.016667"),
+                 qPrintable(m_model.locationText()));
     }
 
     void aStandingCarGetsATrackOfItsOwnPoints()
@@ -216,7 +220,7 @@ private Q_SLOTS:
         m_model.reset();
         QVERIFY(m_model.id() > loaded);
         QVERIFY(m_model.gpsEvents().isEmpty());
-        QCOMPARE(m_model.events().size(), 1);
+        QCOMPARE(m_model.events().positions.size(), 1);
     }
 };
 

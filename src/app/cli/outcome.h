@@ -1,9 +1,9 @@
 #pragma once
 
+#include <QIODevice>
 #include <QString>
 
 class QByteArray;
-class QIODevice;
 
 /// What the program ends with. Told in --help; scripts may rely on the numbers.
 enum class ExitStatus {
@@ -26,3 +26,21 @@ struct Outcome {
 
 /// Writes the whole text. Nothing is to be said where the reader has gone: it has what it wanted.
 [[nodiscard]] Outcome deliver(QIODevice *results, const QByteArray &text);
+
+/// Delivers in pieces what would be much at once.
+class Delivery final : public QIODevice
+{
+public:
+    explicit Delivery(QIODevice *results);
+    [[nodiscard]] bool isSequential() const override { return true; }
+    [[nodiscard]] Outcome end(); ///< once all is written
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+    qint64 writeData(const char *text, qint64 size) override;
+
+private:
+    QIODevice *m_results;
+    QByteArray m_piece;
+    Outcome m_outcome;
+};

@@ -9,8 +9,6 @@
 #include <array>
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QIODevice>
-#include <QJsonDocument>
 
 namespace {
 
@@ -37,16 +35,15 @@ QCoro::Task<double> durationOf(QString path)
     co_return 0.0;
 }
 
-QByteArray resultOf(TelemetryFormat format, const QJsonArray &records, const MediaDataViewModel &data)
+void write(TelemetryFormat format, const MediaDataViewModel &data, QIODevice *target)
 {
     switch (format) {
-    case TelemetryFormat::Json: return telemetryformats::json(records, data);
-    case TelemetryFormat::Location: return data.locationText().toUtf8();
-    case TelemetryFormat::GSensor: return data.gSensorText().toUtf8();
-    case TelemetryFormat::Gpx: return telemetryformats::gpx(data.events());
-    case TelemetryFormat::Csv: return telemetryformats::csv(data);
+    case TelemetryFormat::Json: return telemetryformats::json(data, target);
+    case TelemetryFormat::Location: target->write(data.locationText().toUtf8()); return;
+    case TelemetryFormat::GSensor: target->write(data.gSensorText().toUtf8()); return;
+    case TelemetryFormat::Gpx: return telemetryformats::gpx(data.events().positions, target);
+    case TelemetryFormat::Csv: return telemetryformats::csv(data, target);
     }
-    return {};
 }
 
 } // namespace
@@ -70,12 +67,14 @@ QCoro::Task<Outcome> tellTelemetry(TelemetryRequest request, QIODevice *results)
     if (!request.durationSeconds)
         duration = co_await durationOf(request.recording);
 
-    const QJsonArray records = parseMediaData(request.recording);
+    ParsedMediaData parsed = parseMediaData(request.recording);
+    if (!parsed.error.isEmpty())
+        co_return Outcome{ExitStatus::NotFound, request.recording + QStringLiteral(": ") + parsed.error};
     MediaDataViewModel data;
-    const QString error = data.load(QString::fromUtf8(QJsonDocument(records).toJson()), duration);
-    if (!error.isEmpty())
-        co_return Outcome{ExitStatus::NotFound, request.recording + QStringLiteral(": ") + error};
-    Outcome outcome = deliver(results, resultOf(request.format, records, data));
+    data.load(std::move(parsed.records), duration);
+    Delivery delivery(results);
+    write(request.format, data, &delivery);
+    Outcome outcome = delivery.end();
     if (outcome.isWhole() && !request.durationSeconds && !(duration > 0)) {
         outcome = {ExitStatus::Incomplete,
                    tr("영상의 길이를 알 수 없어 0초로 계산했습니다. --duration으로 지정하십시오.")};

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <QDateTime>
+#include <QIODevice>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QXmlStreamWriter>
@@ -23,26 +24,54 @@ QJsonObject withNulls(QJsonObject object, std::initializer_list<const char *> ke
     return object;
 }
 
-QJsonObject encode(const GPSInfo &sample)
+QByteArray lineOf(const QJsonObject &object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
+
+QByteArray withNulls(const GPSInfo &sample)
 {
-    MediaData record;
-    record.gpsInfo = sample;
-    return withNulls(encodeMediaData(record), {"data", "timestamp", "elapse"});
+    return lineOf(withNulls(encodeMediaData(sample), {"data", "timestamp", "elapse"}));
 }
 
-QJsonObject encode(const GSensorInfo &sample)
+QByteArray withNulls(const GSensorInfo &sample)
 {
-    MediaData record;
-    record.gSensorInfo = sample;
-    return withNulls(encodeMediaData(record), {"elapse"});
+    return lineOf(withNulls(encodeMediaData(sample), {"elapse"}));
 }
 
-template <typename Sample> QJsonArray encodeAll(const QList<Sample> &samples)
+/// The items of one JSON array, each on a line of its own.
+class ArrayWriter
 {
-    QJsonArray array;
+public:
+    ArrayWriter(QIODevice *target, const QByteArray &key)
+        : m_target(target)
+    {
+        m_target->write('"' + key + "\": [");
+    }
+    void add(const QByteArray &item) { m_target->write(std::exchange(m_separator, ",\n") + item); }
+    void end() { m_target->write("\n]"); }
+
+private:
+    QIODevice *m_target;
+    QByteArray m_separator = "\n";
+};
+
+template <typename Sample>
+void writeAll(QIODevice *target, const QByteArray &key, const QList<Sample> &samples)
+{
+    ArrayWriter array(target, key);
     for (const Sample &sample : samples)
-        array.append(encode(sample));
-    return array;
+        array.add(withNulls(sample));
+    array.end();
+}
+
+void writeRecords(QIODevice *target, const MediaRecords &records)
+{
+    ArrayWriter array(target, "records");
+    for (const VideoInfo &info : records.videoInfos)
+        array.add(lineOf(encodeMediaData(info)));
+    for (const GPSInfo &position : records.positions)
+        array.add(lineOf(encodeMediaData(position)));
+    for (const GSensorInfo &acceleration : records.accelerations)
+        array.add(lineOf(encodeMediaData(acceleration)));
+    array.end();
 }
 
 void writePoint(QXmlStreamWriter &xml, const GPRMC &data, const QString &nmea)
@@ -84,23 +113,22 @@ QString number(std::optional<double> value, int decimals)
 
 namespace telemetryformats {
 
-QByteArray json(const QJsonArray &records, const MediaDataViewModel &data)
+void json(const MediaDataViewModel &data, QIODevice *target)
 {
-    MediaData info;
-    info.videoInfo = data.videoInfo();
-    return QJsonDocument(
-               QJsonObject{{QStringLiteral("records"), records},
-                           {QStringLiteral("videoInfo"),
-                            data.videoInfo() ? QJsonValue(encodeMediaData(info)) : QJsonValue::Null},
-                           {QStringLiteral("gps"), encodeAll(data.gpsEvents())},
-                           {QStringLiteral("gsensor"), encodeAll(data.gSensorEvents())}})
-        .toJson();
+    target->write("{\n");
+    writeAll(target, "gps", data.gpsEvents());
+    target->write(",\n");
+    writeAll(target, "gsensor", data.gSensorEvents());
+    target->write(",\n");
+    writeRecords(target, data.events());
+    target->write(",\n\"videoInfo\": ");
+    target->write(data.videoInfo() ? lineOf(encodeMediaData(*data.videoInfo())) : QByteArray("null"));
+    target->write("\n}\n");
 }
 
-QByteArray gpx(const QList<MediaData> &records)
+void gpx(const QList<GPSInfo> &positions, QIODevice *target)
 {
-    QByteArray text;
-    QXmlStreamWriter xml(&text);
+    QXmlStreamWriter xml(target);
     xml.setAutoFormatting(true);
     xml.setAutoFormattingIndent(1);
     xml.writeStartDocument();
@@ -112,45 +140,46 @@ QByteArray gpx(const QList<MediaData> &records)
                        QStringLiteral("http://www.garmin.com/xmlschemas/TrackPointExtension/v2"));
     xml.writeStartElement(QStringLiteral("trk"));
     xml.writeStartElement(QStringLiteral("trkseg"));
-    for (const MediaData &record : records) {
-        const auto data = record.gpsInfo ? parseGPRMC(record.gpsInfo->nmea) : std::nullopt;
+    for (const GPSInfo &position : positions) {
+        const auto data = parseGPRMC(position.nmea);
         // Others can't stand in such a file.
         const bool isOnEarth = data && std::abs(data->latitude) <= 90 && std::abs(data->longitude) <= 180;
         if (isOnEarth)
-            writePoint(xml, *data, record.gpsInfo->nmea);
+            writePoint(xml, *data, position.nmea);
     }
     xml.writeEndDocument();
-    return text;
 }
 
-QByteArray csv(const MediaDataViewModel &data)
+void csv(const MediaDataViewModel &data, QIODevice *target)
 {
-    QString text = QStringLiteral("kind,player_second,recorded_second,time_utc,time_camera,latitude,"
-                                  "longitude,speed_kmh,course,x,y,z\n");
+    target->write("kind,player_second,recorded_second,time_utc,time_camera,latitude,"
+                  "longitude,speed_kmh,course,x,y,z\n");
     const QList<GPSInfo> &positions = data.gpsEvents();
     const QString first =
         positions.isEmpty() ? QString() : gprmcTimestamp(positions[0].nmea, false).value_or(QString());
     for (const GPSInfo &sample : positions) {
         const QString time = gprmcTimestamp(sample.nmea, false).value_or(QString());
-        text +=
+        QString line =
             QStringLiteral("gps,%1,%2,%3,,").arg(number(sample.elapse, 3), secondsBetween(first, time), time);
         if (sample.data) {
-            text += QString::asprintf("%.6f,%.6f,%.3f,%.1f,,,\n", sample.data->latitude,
+            line += QString::asprintf("%.6f,%.6f,%.3f,%.1f,,,\n", sample.data->latitude,
                                       sample.data->longitude, sample.data->speedKmh, sample.data->course);
         } else {
-            text += QStringLiteral(",,,,,,\n");
+            line += QStringLiteral(",,,,,,\n");
         }
+        target->write(line.toUtf8());
     }
     const QList<GSensorInfo> &accelerations = data.gSensorEvents();
     for (const GSensorInfo &sample : accelerations) {
-        text += QStringLiteral("gsensor,%1,%2,,%3,,,,,%4,%5,%6\n")
-                    .arg(number(sample.elapse, 3),
-                         secondsBetween(accelerations.first().timestamp, sample.timestamp), sample.timestamp)
-                    .arg(sample.accel.x)
-                    .arg(sample.accel.y)
-                    .arg(sample.accel.z);
+        const QString line =
+            QStringLiteral("gsensor,%1,%2,,%3,,,,,%4,%5,%6\n")
+                .arg(number(sample.elapse, 3),
+                     secondsBetween(accelerations.first().timestamp, sample.timestamp), sample.timestamp)
+                .arg(sample.accel.x)
+                .arg(sample.accel.y)
+                .arg(sample.accel.z);
+        target->write(line.toUtf8());
     }
-    return text.toUtf8();
 }
 
 } // namespace telemetryformats

@@ -37,6 +37,7 @@ void AppViewModel::unloadFileList()
     cancelLoading();
     m_playerManager.stop();
     m_playerManager.clearVideoPlayers();
+    m_mediaData.reset();
     setVideoPlayers({});
     m_cardSession.end();
 }

@@ -7,13 +7,11 @@
 #include "card/repairfiles.h"
 #include "common/log.h"
 #include "common/task.h"
-#include "media/embeddeddata.h"
 #include "media/mediadataviewmodel.h"
 #include "playback/multitrackplayer.h"
 #include "sessionmark.h"
 
 #include <algorithm>
-#include <QJsonDocument>
 
 using namespace std::chrono_literals;
 
@@ -128,7 +126,7 @@ QCoro::Task<Selection> RecordingLoader::play(FileListItem item)
         co_return Selection::Failed;
     }
     m_way.tools.deleteDirectory(files.temp); // the player has it open
-    loadTelemetry(files.full);
+    m_way.telemetry.loadFile(files.full, m_way.player.duration()); // nothing waits for it
     if (AppState::isAutoLoad)
         co_await preloadPrevious(m_state.rows()->rowOf(item.id));
     co_return Selection::Plays;
@@ -228,22 +226,6 @@ QCoro::Task<bool> RecordingLoader::loadMp4(QString path)
         m_state.setVideoChannel(-1);
     m_state.setPreviousChannels(channels);
     co_return true;
-}
-
-/// Nothing waits for it: the pictures play while the telemetry arrives.
-void RecordingLoader::loadTelemetry(const QString &path)
-{
-    m_way.telemetry.reset();
-    const auto show = [this, here = SessionMark(this, m_state),
-                       request = ++m_telemetryRequest](const QJsonArray &records) {
-        if (!here.isCurrent() || request != m_telemetryRequest)
-            return;
-        const QString json = QString::fromUtf8(QJsonDocument(records).toJson());
-        const QString error = m_way.telemetry.load(json, m_way.player.duration());
-        if (!error.isEmpty())
-            logLine(QStringLiteral("[AppViewModel] getMp4Data failed: ") + error);
-    };
-    parseMediaDataAsync(path, show);
 }
 
 QCoro::Task<int> RecordingLoader::countTracks(QString path, TrackKind kind, QString operation)

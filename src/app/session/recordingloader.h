@@ -69,10 +69,8 @@ private:
     QCoro::Task<Playable> makePlayable(FileListItem item, WorkFiles files);
     QCoro::Task<QString> withSound(FileListItem item, WorkFiles files, int audioCount);
     QCoro::Task<int> countTracks(QString path, TrackKind kind, QString operation);
-    void loadTelemetry(const QString &path);
     [[nodiscard]] WorkFiles workFilesOf(const FileListItem &item) const;
 
     AppState &m_state;
     Stations m_way;
-    quint64 m_telemetryRequest = 0; ///< of several scans on their way only the last one's result is shown
 };
