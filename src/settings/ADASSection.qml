@@ -22,27 +22,27 @@ ColumnLayout {
             TickBox {
                 Layout.preferredWidth: 240
                 enabled: root.vm.useLdws
-                isOn: root.vm.isLdws
+                field: "isLdws"
                 text: qsTr("차선이탈감지 기능")
-                onEdited: isOn => root.vm.isLdws = isOn
+                vm: root.vm
             }
             TickBox {
                 enabled: root.vm.useFvsa
-                isOn: root.vm.isFvsa
+                field: "isFvsa"
                 text: qsTr("앞차출발알림 기능")
-                onEdited: isOn => root.vm.isFvsa = isOn
+                vm: root.vm
             }
             TickBox {
                 Layout.preferredWidth: 240
                 enabled: root.vm.useSafeDrive
-                isOn: root.vm.isSafeDrive
+                field: "isSafeDrive"
                 text: qsTr("안전운전도우미")
-                onEdited: isOn => root.vm.isSafeDrive = isOn
+                vm: root.vm
             }
             TickBox {
-                isOn: root.vm.isAdasAlarm
+                field: "isAdasAlarm"
                 text: qsTr("ADAS알림음")
-                onEdited: isOn => root.vm.isAdasAlarm = isOn
+                vm: root.vm
             }
         }
     }
@@ -51,22 +51,14 @@ ColumnLayout {
         title: qsTr("차선이탈민감도 설정")
 
         LabeledSlider {
-            from: 0
-            maxLabel: qsTr("민감")
-            minLabel: qsTr("둔감")
+            field: "ldwsLSensitivity"
             title: qsTr("좌측")
-            to: 4
-            value: Number(root.vm.ldwsLSensitivity)
-            onEdited: value => root.vm.ldwsLSensitivity = value
+            vm: root.vm
         }
         LabeledSlider {
-            from: 0
-            maxLabel: qsTr("민감")
-            minLabel: qsTr("둔감")
+            field: "ldwsRSensitivity"
             title: qsTr("우측")
-            to: 4
-            value: Number(root.vm.ldwsRSensitivity)
-            onEdited: value => root.vm.ldwsRSensitivity = value
+            vm: root.vm
         }
     }
 }

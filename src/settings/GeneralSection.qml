@@ -10,28 +10,17 @@ GroupCard {
 
     required property SettingsViewModel vm
 
-    readonly property list<string> gmtList: {
-        const list = [];
-        for (let hours = -12; hours <= 12; ++hours)
-            list.push("GMT %1%2:00".arg(hours < 0 ? "-" : "+").arg(String(Math.abs(hours)).padStart(2, "0")));
-        return list;
-    }
-    readonly property list<string> voltages: ["OFF", "11.8v / 23.6v", "12.0v / 24.0v", "12.2v / 24.4v", "12.4v / 24.8v"]
-    readonly property list<string> hybridVoltages: ["12.7v (HYBRID)", "12.9v (HYBRID)", "13.1v (HYBRID)", "13.3v (HYBRID)"]
-
     title: qsTr("기타설정")
 
     LabeledPicker {
-        items: root.gmtList
-        selection: Number(root.vm.gmtIndex)
+        field: "gmtIndex"
         title: qsTr("세계표준시(시간)")
-        onEdited: index => root.vm.gmtIndex = index
+        vm: root.vm
     }
     LabeledPicker {
-        items: root.vm.useHybrid ? Array.from(root.voltages).concat(Array.from(root.hybridVoltages)) : root.voltages
-        selection: Number(root.vm.limitVoltIndex)
+        field: "limitVoltIndex"
         title: qsTr("전압설정(V)")
-        onEdited: index => root.vm.limitVoltIndex = index
+        vm: root.vm
     }
     Label {
         Layout.fillWidth: true
@@ -40,30 +29,27 @@ GroupCard {
         wrapMode: Text.Wrap
     }
     LabeledPicker {
-        items: [qsTr("상시전원"), qsTr("1분"), qsTr("3분"), qsTr("시계화면")]
-        selection: Number(root.vm.lcdOffTimeIndex)
+        field: "lcdOffTimeIndex"
         title: qsTr("LCD시간")
-        onEdited: index => root.vm.lcdOffTimeIndex = index
+        vm: root.vm
     }
     LabeledPicker {
-        items: [qsTr("저화질"), qsTr("고화질")]
-        selection: Number(root.vm.recQuality)
+        field: "recQuality"
         title: qsTr("녹화화질")
-        onEdited: index => root.vm.recQuality = index
+        vm: root.vm
     }
     LabeledPicker {
-        items: [qsTr("Off"), qsTr("6시간"), qsTr("12시간"), qsTr("24시간"), qsTr("48시간")]
-        selection: Number(root.vm.recTimeIndex)
+        field: "recTimeIndex"
         title: qsTr("녹화시간")
-        onEdited: index => root.vm.recTimeIndex = index
+        vm: root.vm
     }
     RowLayout {
         spacing: 0
 
         TickBox {
-            isOn: root.vm.isTimeSyncEnabled
+            field: "isTimeSyncEnabled"
             text: qsTr("PC 시간 동기화")
-            onEdited: isOn => root.vm.isTimeSyncEnabled = isOn
+            vm: root.vm
         }
         DateField {
             Layout.leftMargin: 10
@@ -85,10 +71,10 @@ GroupCard {
         TickBox {
             id: secretMode
 
-            isOn: root.vm.isSecretMode
+            field: "isSecretMode"
             text: qsTr("시크릿 모드")
             visible: root.vm.useSecretMode
-            onEdited: isOn => root.vm.isSecretMode = isOn
+            vm: root.vm
         }
     }
 }

@@ -1,18 +1,19 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Vornex.Settings
 
-/// A list to choose from. It shows the item at `selection`, or none if there isn't one, and never writes it:
-/// the owner does, on `edited`.
+/// A field's options to choose from. A value that none of them has shows as nothing, and stays until a person
+/// chooses another.
 RowLayout {
     id: root
 
+    required property SettingsViewModel vm
+    required property string field
     required property string title
-    required property real selection
-    required property list<string> items
-    signal edited(int selection)
 
-    readonly property int shownIndex: selection >= 0 && selection < items.length ? selection : -1
+    readonly property var options: Array.from(vm.options(field)).filter(option => option.gate === "" || vm[option.gate])
+    readonly property int shownIndex: options.findIndex(option => option.id === vm[field])
 
     spacing: 8
 
@@ -25,11 +26,11 @@ RowLayout {
 
         Layout.fillWidth: true
         currentIndex: root.shownIndex
-        model: root.items
+        model: root.options.map(option => option.title)
 
         Accessible.description: displayText
         Accessible.name: root.title
-        onActivated: index => root.edited(index)
+        onActivated: index => root.vm[root.field] = root.options[index].id
         // A new list makes it choose the first item by itself.
         onModelChanged: currentIndex = Qt.binding(() => root.shownIndex)
     }

@@ -1,22 +1,21 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Vornex.Settings
 import Vornex.Style
 
-/// A slider over whole numbers. It shows `value`, resting at an end if that lies outside of its range, and
-/// never writes it: the owner does, on `edited`.
+/// A slider over a field's options. A value beyond them rests at an end, and stays until a person moves it.
 RowLayout {
     id: root
 
+    required property SettingsViewModel vm
+    required property string field
     required property string title
-    required property real value
-    required property string minLabel
-    required property string maxLabel
-    required property int from
-    required property int to
-    signal edited(int value)
+    property string minLabel: qsTr("둔감")
+    property string maxLabel: qsTr("민감")
 
-    readonly property real shownValue: Math.max(from, Math.min(to, value))
+    readonly property int last: vm.options(field).length - 1
+    readonly property real shownValue: Math.max(0, Math.min(last, vm[field]))
     property bool isComplete: false
     Component.onCompleted: isComplete = true
 
@@ -42,10 +41,9 @@ RowLayout {
         Layout.fillWidth: true
         Layout.leftMargin: 6
         Layout.rightMargin: 6
-        from: root.from
         snapMode: Slider.SnapAlways
         stepSize: 1
-        to: root.to
+        to: root.last
         value: root.shownValue
 
         Accessible.description: root.minLabel + " - " + root.maxLabel
@@ -54,7 +52,7 @@ RowLayout {
         onValueChanged: {
             const whole = Math.trunc(value);
             if (root.isComplete && whole !== root.shownValue)
-                root.edited(whole);
+                root.vm[root.field] = whole;
         }
     }
     EndLabel {

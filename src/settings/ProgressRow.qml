@@ -9,10 +9,18 @@ RowLayout {
     id: root
 
     required property string title
-    required property real value ///< percent
+    required property int percent
     required property color color
 
+    property real value: percent ///< glides to it
     readonly property string percentText: Math.round(value) + "%"
+
+    Behavior on value {
+        NumberAnimation {
+            duration: 300
+            easing.type: Easing.InOutQuad
+        }
+    }
 
     spacing: 8
 

@@ -1,24 +1,25 @@
 pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls
+import Vornex.Settings
 
-/// Options of which one is chosen, or none if `selection` is no option's id. It never writes `selection`: the
-/// owner does, on `edited`. Tab reaches the chosen option, arrows choose the next one.
+/// A field's options of which one is chosen, or none if the field has another value. Tab reaches the chosen
+/// option, arrows choose the next one.
 Row {
     id: root
 
+    required property SettingsViewModel vm
+    required property string field
     required property string name ///< for screen readers
-    required property real selection
-    required property var options ///< of { id, title }
-    signal edited(int selection)
 
-    readonly property int selectedIndex: options.findIndex(option => option.id === selection)
+    readonly property var options: vm.options(field)
+    readonly property int selectedIndex: options.findIndex(option => option.id === vm[field])
 
     function choose(index: int) {
         if (index < 0 || index >= options.length)
             return;
         buttons.itemAt(index).forceActiveFocus(Qt.TabFocusReason);
-        edited(options[index].id);
+        vm[field] = options[index].id;
     }
 
     spacing: 15
@@ -33,7 +34,6 @@ Row {
 
         RadioButton {
             required property int index
-            readonly property int optionId: root.options[index].id
             readonly property bool isSelected: index === root.selectedIndex
             readonly property bool isTabStop: index === Math.max(0, root.selectedIndex)
 
@@ -46,7 +46,7 @@ Row {
             // Assistive technologies change `checked` without a signal that tells a user's doing.
             onCheckedChanged: {
                 if (checked && !isSelected)
-                    root.edited(optionId);
+                    root.vm[root.field] = root.options[index].id;
             }
         }
     }

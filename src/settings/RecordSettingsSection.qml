@@ -15,46 +15,36 @@ GroupCard {
         spacing: 20
 
         TickBox {
-            isOn: root.vm.isVoiceRecording
+            field: "isVoiceRecording"
             text: qsTr("음성 녹음")
-            onEdited: isOn => root.vm.isVoiceRecording = isOn
+            vm: root.vm
         }
         TickBox {
-            isOn: root.vm.isVoiceGuide
+            field: "isVoiceGuide"
             text: qsTr("음성 안내")
-            onEdited: isOn => root.vm.isVoiceGuide = isOn
+            vm: root.vm
         }
         TickBox {
-            isOn: root.vm.isEffectSound
+            field: "isEffectSound"
             text: qsTr("효과음")
-            onEdited: isOn => root.vm.isEffectSound = isOn
+            vm: root.vm
         }
     }
     LabeledSlider {
-        from: 0
+        field: "volumeIndex"
         maxLabel: qsTr("최대")
         minLabel: qsTr("사용안함")
         title: qsTr("시스템 볼륨")
-        to: 3
-        value: Number(root.vm.volumeIndex)
-        onEdited: value => root.vm.volumeIndex = value
+        vm: root.vm
     }
     LabeledSlider {
-        from: 0
-        maxLabel: qsTr("민감")
-        minLabel: qsTr("둔감")
+        field: "eventSensitivity"
         title: qsTr("이벤트 감도")
-        to: 2
-        value: Number(root.vm.eventSensitivity)
-        onEdited: value => root.vm.eventSensitivity = value
+        vm: root.vm
     }
     LabeledSlider {
-        from: 0
-        maxLabel: qsTr("민감")
-        minLabel: qsTr("둔감")
+        field: "motionSensitivity"
         title: qsTr("모션 감도")
-        to: 2
-        value: Number(root.vm.motionSensitivity)
-        onEdited: value => root.vm.motionSensitivity = value
+        vm: root.vm
     }
 }

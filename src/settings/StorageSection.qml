@@ -9,52 +9,22 @@ GroupCard {
     id: root
 
     required property SettingsViewModel vm
+    property var shares: [0, 0, 0, 0] ///< percent
 
-    readonly property list<int> normalPercents: [50, 70, 30, 30]
-    readonly property list<int> eventPercents: [25, 20, 20, 45]
-    readonly property list<int> parkPercents: [20, 5, 45, 20]
-    readonly property list<int> manualPercents: [5, 5, 5, 5]
-    property real normalPercent: 0
-    property real eventPercent: 0
-    property real parkPercent: 0
-    property real manualPercent: 0
-
-    /// A split that isn't known keeps the last percentages.
-    function showSplit() {
-        const split = vm.storagePriority;
-        if (split < 0 || split >= normalPercents.length)
-            return;
-        normalPercent = normalPercents[split];
-        eventPercent = eventPercents[split];
-        parkPercent = parkPercents[split];
-        manualPercent = manualPercents[split];
-    }
-
-    component Glide: NumberAnimation {
-        duration: 300
-        easing.type: Easing.InOutQuad
+    /// Keeps the last ones for a priority that isn't known.
+    function showShares() {
+        const options = Array.from(vm.options("storagePriority"));
+        shares = options.find(option => option.id === vm.storagePriority)?.shares ?? shares;
     }
 
     title: qsTr("저장 공간 (%)")
 
-    Component.onCompleted: showSplit()
+    Component.onCompleted: showShares()
     Connections {
         target: root.vm
         function onStoragePriorityChanged() {
-            root.showSplit();
+            root.showShares();
         }
-    }
-    Behavior on normalPercent {
-        Glide {}
-    }
-    Behavior on eventPercent {
-        Glide {}
-    }
-    Behavior on parkPercent {
-        Glide {}
-    }
-    Behavior on manualPercent {
-        Glide {}
     }
 
     RowLayout {
@@ -62,15 +32,9 @@ GroupCard {
         spacing: 25
 
         RadioButtonGroup {
+            field: "storagePriority"
             name: root.title
-            options: [
-                { id: 0, title: qsTr("주행우선") },
-                { id: 1, title: qsTr("주행우선2") },
-                { id: 2, title: qsTr("이벤트우선") },
-                { id: 3, title: qsTr("주차우선") }
-            ]
-            selection: Number(root.vm.storagePriority)
-            onEdited: id => root.vm.storagePriority = id
+            vm: root.vm
         }
         Label {
             color: Theme.secondaryText
@@ -80,25 +44,25 @@ GroupCard {
     }
     ProgressRow {
         color: Theme.blue
+        percent: root.shares[0]
         title: qsTr("주행 녹화 (%)")
-        value: root.normalPercent
     }
     ProgressRow {
         Layout.topMargin: -5
         color: Theme.pink
+        percent: root.shares[1]
         title: qsTr("이벤트 녹화 (%)")
-        value: root.eventPercent
     }
     ProgressRow {
         Layout.topMargin: -5
         color: Theme.green
+        percent: root.shares[2]
         title: qsTr("주차 녹화 (%)")
-        value: root.parkPercent
     }
     ProgressRow {
         Layout.topMargin: -5
         color: Theme.yellow
+        percent: root.shares[3]
         title: qsTr("수동 녹화 (%)")
-        value: root.manualPercent
     }
 }

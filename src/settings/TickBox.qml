@@ -1,12 +1,15 @@
 import QtQuick
 import QtQuick.Controls
+import Vornex.Settings
 
-/// A check box that shows `isOn`. It never writes it: the owner does, on `edited`.
+/// A check box for a field of the form. It shows the field, and writes it only when a person or an assistive
+/// technology changed the box.
 CheckBox {
     id: root
 
-    required property bool isOn
-    signal edited(bool isOn)
+    required property SettingsViewModel vm
+    required property string field
+    readonly property bool isOn: vm[field]
 
     checked: isOn
     padding: 0
@@ -14,6 +17,6 @@ CheckBox {
     // Assistive technologies change `checked` without a signal that tells a user's doing.
     onCheckedChanged: {
         if (checked !== isOn)
-            edited(checked);
+            vm[field] = checked;
     }
 }

@@ -2,7 +2,6 @@
 
 #include <QList>
 #include <QString>
-#include <QStringList>
 #include <QVariant>
 
 /// How the text of a key stands for the value of a field.
@@ -11,7 +10,7 @@ enum class SettingsValue {
     Flag, ///< bool: on for exactly "1"
     Integer, ///< qint64: as the integer rule has it; malformed is 0
     Offset, ///< qint64: an integer from -12 upwards, told from 0 upwards
-    Table, ///< qint64: index of the text in a table; a text that isn't there gives 0
+    Table, ///< qint64: index of the text among the options; 0 for any other text
     Text, ///< QString
     Date, ///< QString as read; written is the clock value that the form sends
     On, ///< no field; "1" is written
@@ -29,6 +28,13 @@ enum class SettingsWriting {
     WithTimeSync, ///< only if a clock value is to be sent; the key is removed otherwise
 };
 
+/// One of the values that the form offers for a key.
+struct SettingsOption {
+    QString value; ///< the camera's text
+    QString label; ///< the form's; empty for a step of a slider
+    QList<int> shares = {}; ///< percentages of the card for continuous, event, parking, manual recordings
+};
+
 /// All that there is to know about one key of bbox.ini and bbox.cfg.
 struct SettingsKey {
     QString key;
@@ -37,7 +43,7 @@ struct SettingsKey {
     QString byDefault; ///< the text of a missing key
     SettingsSource readFrom;
     SettingsWriting written;
-    QStringList table = {}; ///< the camera's texts, by index; the last ones may need `gate`
+    QList<SettingsOption> options = {}; ///< in the form's order; the last ones may need `gate`
     const char *gate =
         nullptr; ///< field without which values from gatedFrom on can't be: they become 0 or off
     qint64 gatedFrom = 1;
@@ -46,6 +52,8 @@ struct SettingsKey {
     [[nodiscard]] QVariant valueOf(const QString &text) const;
     /// Not for dates.
     [[nodiscard]] QString textOf(const QVariant &value) const;
+    /// The field's value for one of the options.
+    [[nodiscard]] qint64 idOf(qsizetype option) const;
 };
 
 /// In the order in which they are applied: a gate stands before what it gates. New lines of a file are

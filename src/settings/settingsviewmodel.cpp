@@ -71,6 +71,23 @@ void SettingsViewModel::setField(const char *field, const QVariant &value)
     metaObject()->property(index).write(this, value);
 }
 
+QVariantList SettingsViewModel::options(const QString &field)
+{
+    QVariantList options;
+    for (const SettingsKey &key : settingsKeys()) {
+        if (field != QLatin1StringView(key.field))
+            continue;
+        for (qsizetype i = 0; i < key.options.size(); ++i) {
+            const bool isGated = key.gate && i >= key.gatedFrom;
+            options.append(QVariantMap{{QStringLiteral("id"), key.idOf(i)},
+                                       {QStringLiteral("title"), key.options[i].label},
+                                       {QStringLiteral("shares"), QVariant::fromValue(key.options[i].shares)},
+                                       {QStringLiteral("gate"), QLatin1String(isGated ? key.gate : "")}});
+        }
+    }
+    return options;
+}
+
 void SettingsViewModel::resetSettings() { applySettings(m_iniData); }
 
 void SettingsViewModel::cardChanged() { m_hasCardChanged = true; }

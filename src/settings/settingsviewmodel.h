@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QObject>
 #include <QStringList>
+#include <QVariantList>
 
 /// The camera's settings, as the form shows them: one field for each control, read from bbox.ini and bbox.cfg
 /// and written to bbox.cfg. A field holds what its control holds, such as an index; settingskeys.h says what
@@ -69,6 +70,10 @@ public:
     /// A card came or went. From now on a save that finds another card than the one that was read fails: it
     /// would replace that card's settings by what this one's form holds.
     void cardChanged();
+
+    /// What the form offers for a field, by option: its `id`, which is the field's value, its `title`, the
+    /// `shares` of a SettingsOption, and its `gate`: the field that has to be on for it, empty for none.
+    Q_INVOKABLE static QVariantList options(const QString &field);
 
     [[nodiscard]] const SettingsDictionary &iniData() const { return m_iniData; }
     [[nodiscard]] const SettingsDictionary &cfgData() const { return m_cfgData; }

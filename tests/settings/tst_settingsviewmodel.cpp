@@ -31,8 +31,8 @@ QByteArray randomText(const SettingsKey &key, QRandomGenerator &random)
                                          "12a",   "13300",      "-9223372036854775808",
                                          "ab cd", "비밀번호",   "9223372036854775808",
                                          "a=b",   "\"quoted\"", "0000,00,00,00,00,00"};
-    if (!key.table.isEmpty() && random.bounded(2) == 0)
-        return key.table[random.bounded(int(key.table.size()))].toUtf8();
+    if (!key.options.isEmpty() && random.bounded(2) == 0)
+        return key.options[random.bounded(int(key.options.size()))].value.toUtf8();
     return texts[random.bounded(int(texts.size()))];
 }
 

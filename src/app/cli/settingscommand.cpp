@@ -29,7 +29,7 @@ qsizetype tableSizeOf(const char *field)
     const auto key = std::find_if(keys.begin(), keys.end(), [field](const SettingsKey &candidate) {
         return candidate.kind == SettingsValue::Table && qstrcmp(candidate.field, field) == 0;
     });
-    return key == keys.end() ? 0 : key->table.size();
+    return key == keys.end() ? 0 : key->options.size();
 }
 
 QVariant flagOf(const QString &text)
